@@ -1,0 +1,29 @@
+/// \file
+/// The one way in which the layer writes to the console.
+#ifndef GPAL_BASE_CONSOLE_H
+#define GPAL_BASE_CONSOLE_H
+
+#include <sstream>
+#include <string>
+
+namespace gpal::detail
+{
+
+/// Writes \p text to standard output in one piece and flushes it, so that the lines of several
+/// threads do not mix. Cancellation is held off meanwhile: unwinding out of the stream would leave
+/// it in a failed state, and all later output of the process would be lost.
+void writeToConsole(const std::string& text);
+
+/// The items strung together as a stream prints them, whatever locale the client has set.
+template <typename... Items>
+std::string asText(const Items&... items)
+{
+    std::ostringstream text;
+    text.imbue(std::locale::classic());
+    (text << ... << items);
+    return text.str();
+}
+
+} // namespace gpal::detail
+
+#endif

@@ -1,0 +1,27 @@
+# How everything in this tree is compiled.
+set(CMAKE_CXX_STANDARD 17)
+set(CMAKE_CXX_STANDARD_REQUIRED ON)
+set(CMAKE_CXX_EXTENSIONS OFF)
+set(CMAKE_C_STANDARD 99)
+set(CMAKE_CXX_VISIBILITY_PRESET hidden)
+set(CMAKE_VISIBILITY_INLINES_HIDDEN ON)
+set(CMAKE_EXPORT_COMPILE_COMMANDS ON)
+
+if(NOT CMAKE_BUILD_TYPE AND NOT CMAKE_CONFIGURATION_TYPES)
+    set(CMAKE_BUILD_TYPE Release)
+endif()
+
+# File sizes have 64 bits on every processor; time_t stays the platform's plain one.
+add_compile_definitions(_FILE_OFFSET_BITS=64)
+add_compile_options(-Wall -Wextra -Wshadow -Wconversion -Wnon-virtual-dtor
+                    $<$<COMPILE_LANGUAGE:CXX>:-Woverloaded-virtual>)
+if(GPAL_WARNINGS_AS_ERRORS)
+    add_compile_options(-Werror)
+endif()
+# Calls between the library's own functions are direct; those to the C library are not affected.
+add_compile_options(-fno-semantic-interposition)
+
+if(GPAL_SANITIZE)
+    add_compile_options(-fsanitize=${GPAL_SANITIZE} -fno-omit-frame-pointer -fno-sanitize-recover=all)
+    add_link_options(-fsanitize=${GPAL_SANITIZE})
+endif()

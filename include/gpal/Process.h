@@ -1,0 +1,128 @@
+/// \file
+/// Child processes.
+#ifndef GPAL_PROCESS_H
+#define GPAL_PROCESS_H
+
+#include <string>
+
+#include <gpal/export.h>
+#include <gpal/GPALException.h>
+
+/// Failure of starting, signalling or awaiting a child process. Thrown by value.
+class GPAL_API GPALProcessException : public GPALException
+{
+public:
+    explicit GPALProcessException(const std::string& message);
+    GPALProcessException(const GPALProcessException&);
+    GPALProcessException& operator=(const GPALProcessException&);
+    ~GPALProcessException();
+
+    const std::string& message() const;
+    const char* what() const; ///< the message; valid as long as the exception
+
+private:
+    std::string m_message;
+};
+
+/// What a client needs of a child process; tests substitute it. One object is used by one thread at
+/// a time.
+class GPAL_API ProcessIfc
+{
+public:
+    virtual ~ProcessIfc();
+
+    /// Starts the program `argv[0]` with the null-terminated argument vector \p argv and environment
+    /// \p envp, in the caller's directory, with its descriptors and signal mask, and announces the
+    /// child to the process manager. \p argc and \p extra are not used. Starting an object twice
+    /// starts a second child and forgets the first.
+    ///
+    /// Returns the manager's answer, 1. Throws `GPALProcessException`, after logging at error
+    /// severity: "GPAL Process missing application" (the file cannot be examined), "GPAL Process
+    /// application not executable" (no execute bit for owner and group; that for others does not
+    /// count), "GPAL Process creation failure" (`vfork` failed). A failing `execve` shows only as
+    /// exit code 255 of the child.
+    virtual int start(int argc, char** argv, char** envp, char* extra) = 0;
+
+    /// Waits for the child's end. Returns its exit code, 0 to 255; -1 when a signal ended it; 0 when
+    /// there is no such child, because it was reaped already. Throws "GPAL Process exception" on any
+    /// other failure. A never-started object waits for any child of the caller's process group. A
+    /// cancellation point.
+    virtual int waitForExit() = 0;
+
+    /// Sends SIGKILL. Returns -1 when the signal was sent: deliberately a constant that callers do
+    /// not read as a failure. Throws "GPAL Process cannot kill process" (EPERM), "GPAL Process
+    /// unknown process" (ESRCH) or "GPAL Process exception".
+    virtual int destroy() = 0;
+
+    /// Sends SIGUSR2; result and exceptions as for `destroy`.
+    virtual int sigusr2() = 0;
+
+    /// Sends SIGUSR1; result and exceptions as for `destroy`.
+    virtual int sigusr1() = 0;
+
+    /// `ProcessTypeString::GENERIC_PROCESS`, or the program's path once `start` got past its checks.
+    virtual std::string type() = 0;
+
+    /// The child's process id; 0 before a successful `start`.
+    virtual int ID() = 0;
+
+    /// Whether the child exists and may be signalled; true for one that ended and was not reaped.
+    virtual bool isRunning() = 0;
+};
+
+/// One child process.
+class GPAL_API Process : public ProcessIfc
+{
+public:
+    /// Nothing started.
+    Process();
+    /// Starts the program at once; an exception from `start` leaves the constructor.
+    Process(int argc, char** argv, char** envp, char* extra);
+    Process(const Process&) = delete;
+    Process& operator=(const Process&) = delete;
+
+    /// Ends a child that is still alive with SIGTERM and reaps it if it has ended by then; this takes
+    /// two seconds. A child that ignores SIGTERM goes on running. Throws nothing; cancellation of the
+    /// caller is held off meanwhile.
+    ~Process() override;
+
+    int start(int argc, char** argv, char** envp, char* extra) override;
+    int waitForExit() override;
+    int destroy() override;
+    int sigusr2() override;
+    int sigusr1() override;
+    std::string type() override;
+    int ID() override;
+    bool isRunning() override;
+
+    /// Turns the result of `kill`, with errno still as it left it, into that of a signalling
+    /// operation: -1, or an exception (see `destroy`).
+    int processResult(int killResult);
+
+private:
+    int m_pid;
+    std::string m_type;
+};
+
+/// Where clients get their processes from; tests substitute it.
+class GPAL_API ProcessFactoryIfc
+{
+public:
+    virtual ~ProcessFactoryIfc();
+
+    /// A new process object with nothing started, owned by the caller.
+    virtual ProcessIfc* getProcess() = 0;
+
+    /// Deletes \p process; null is ignored.
+    virtual void destroy(ProcessIfc* process) = 0;
+};
+
+/// Makes `Process` objects. Callable from any thread.
+class GPAL_API ProcessFactory : public ProcessFactoryIfc
+{
+public:
+    ProcessIfc* getProcess() override;
+    void destroy(ProcessIfc* process) override;
+};
+
+#endif

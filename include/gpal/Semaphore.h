@@ -1,0 +1,116 @@
+/// \file
+/// Counting semaphore, the layer's general lock and counter.
+#ifndef GPAL_SEMAPHORE_H
+#define GPAL_SEMAPHORE_H
+
+#include <atomic>
+#include <pthread.h>
+#include <set>
+
+#include <gpal/export.h>
+#include <gpal/semaphore_c_api.h>
+
+/// Counting semaphore with an optional upper bound, an optional reentrant mode and a time limit for
+/// `take`. The layer's usual lock is `Semaphore(1, 1, false)` under a `CriticalSection`.
+///
+/// Every live semaphore is in a process-wide set, so that all can be dumped, and so that a thread
+/// that ends while it owns one gives it back. All operations may be called from any thread, those
+/// that follow destruction excepted: the last user must be through before the object goes. Threads
+/// that are still blocked in `take` when the semaphore is destroyed are not woken.
+///
+/// A thread that is cancelled inside `take` releases the semaphore's locks but stays counted as
+/// waiting. While a thread counts as waiting, `take` does not use a free unit at once but queues
+/// until the next `give` signals it.
+class GPAL_API Semaphore
+{
+public:
+    static const int AVAILABLE = 1;     ///< result of `take`: a unit was obtained
+    static const int NOT_AVAILABLE = 0; ///< result of `take`: the time ran out
+
+    /// A semaphore with \p initialCount units and at most \p maxCount (-1: no bound); the initial
+    /// count is taken as it is, above the bound too. A \p reentrant semaphore has the bound 1
+    /// whatever is asked, and its owner may take it again without waiting.
+    Semaphore(int initialCount, int maxCount, bool reentrant);
+    Semaphore(const Semaphore&) = delete;
+    Semaphore& operator=(const Semaphore&) = delete;
+    virtual ~Semaphore();
+
+    /// Takes one unit. Threads that wait already come first: a free unit is not taken past them.
+    /// The owner of a reentrant semaphore takes at once, driving the count below 0.
+    ///
+    /// \p timeoutMs limits each quiet interval, in milliseconds: -1 waits without limit, 0 and
+    /// anything below -1 has passed already. Every wake-up that finds no unit starts the whole
+    /// interval anew, so a busy semaphore can hold a caller longer. The time is measured on the wall
+    /// clock. A cancellation point when no unit is to be had at once.
+    ///
+    /// Returns `AVAILABLE`, with the caller as owner, or `NOT_AVAILABLE` with nothing changed but
+    /// the counters.
+    virtual int take(int timeoutMs);
+
+    /// Gives one unit and wakes one waiting thread. A unit above the bound is dropped. Any thread
+    /// may give; ownership ends when the owner's own give brings the count above 0. Always returns
+    /// 1. No cancellation point.
+    virtual int give();
+
+    /// Writes a dump to standard output: type, address, bound, count, owner, counters and the ids
+    /// of waiting threads, one line each. A snapshot; other threads may be changing the figures.
+    virtual void displayInfo();
+
+    /// Dumps \p semaphore or, when it is null, every live semaphore in ascending order of address.
+    static void info(Semaphore* semaphore);
+
+    /// Gives back, once each, all ordinary semaphores (not those inside a `Wait`) that the thread
+    /// owns. Called for every thread of the layer when it ends.
+    static void threadExitSemaphoreCleanup(unsigned long threadId);
+
+protected:
+    /// A figure that changes under `m_stateMutex` and that dumps read without it.
+    template <typename T>
+    class Figure
+    {
+    public:
+        explicit Figure(T value) : m_value(value) {}
+        operator T() const { return m_value.load(std::memory_order_relaxed); }
+        void operator=(T value) { m_value.store(value, std::memory_order_relaxed); }
+        void operator+=(T value) { *this = *this + value; }
+        void operator-=(T value) { *this = *this - value; }
+
+    private:
+        std::atomic<T> m_value;
+    };
+
+    /// Selects the constructor for the semaphore inside a `Wait`.
+    enum WaitObject { WAIT_OBJECT };
+
+    /// The closed binary semaphore of a `Wait`: no unit, bound 1, skipped when a thread ends. Not
+    /// listed among the live ones before the `Wait` is complete and calls `enlist`.
+    explicit Semaphore(WaitObject);
+
+    void enlist(); ///< puts this one into the set of live semaphores
+    void delist(); ///< takes it out, if it is still in
+
+    Figure<int> m_isWaitObject;
+    Figure<int> m_count;
+    int m_maxCount;
+    Figure<int> m_waitingCount;
+    Figure<unsigned long> m_owner;
+    Figure<unsigned int> m_giveCount;
+    Figure<unsigned int> m_takeCount;
+    Figure<unsigned int> m_timeoutCount;
+    bool m_reentrant;
+    pthread_mutex_t m_waitersMutex; ///< guards m_waitingThreads; taken inside m_stateMutex
+    std::multiset<unsigned long> m_waitingThreads;
+    pthread_mutex_t m_stateMutex; ///< guards the count, the owner and all counters
+    pthread_cond_t m_available;
+
+private:
+    Semaphore(int initialCount, int maxCount, bool reentrant, int isWaitObject);
+    bool waitForUnit(unsigned long self, int timeoutMs);
+    bool waitForSignal(int timeoutMs);
+
+    static std::set<Semaphore*>* m_createdSemaphores;
+    /// Guards m_createdSemaphores; taken before any semaphore's own locks, never while holding one.
+    static pthread_mutex_t m_createdListMutex;
+};
+
+#endif

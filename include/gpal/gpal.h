@@ -1,0 +1,28 @@
+/// \file
+/// All exported headers of the layer.
+#ifndef GPAL_GPAL_H
+#define GPAL_GPAL_H
+
+#include <gpal/CriticalSection.h>
+#include <gpal/GPALException.h>
+#include <gpal/GPALMutex.h>
+#include <gpal/GPALSleep.h>
+#include <gpal/GPALThreadPriority.h>
+#include <gpal/osPOSIXTimer.h>
+#include <gpal/OSWrappers.h>
+#include <gpal/osThreadBasedTimer.h>
+#include <gpal/osTimer.h>
+#include <gpal/osTimerThread.h>
+#include <gpal/Process.h>
+#include <gpal/ProcessManager.h>
+#include <gpal/ProcessTypeString.h>
+#include <gpal/Semaphore.h>
+#include <gpal/semaphore_c_api.h>
+#include <gpal/symbolInfo.h>
+#include <gpal/syslogger.h>
+#include <gpal/Threadable.h>
+#include <gpal/Threader.h>
+#include <gpal/TimedThread.h>
+#include <gpal/Wait.h>
+
+#endif

@@ -1,0 +1,11 @@
+#include <gpal/CriticalSection.h>
+
+CriticalSection::CriticalSection(Semaphore& semaphore) : m_semaphore(&semaphore)
+{
+    m_semaphore->take(-1);
+}
+
+CriticalSection::~CriticalSection()
+{
+    m_semaphore->give();
+}

@@ -1,0 +1,211 @@
+#include <gpal/Semaphore.h>
+
+#include <cerrno>
+#include <string>
+#include <sys/time.h>
+
+#include "base/console.h"
+#include "base/locked.h"
+#include "base/time_math.h"
+#include "threads/semaphore_dump.h"
+
+using gpal::detail::locked;
+
+namespace
+{
+
+constexpr int UNBOUNDED = -1;
+constexpr int WITHOUT_LIMIT = -1;
+
+timespec wallClockIn(int milliseconds)
+{
+    timeval now{};
+    gettimeofday(&now, nullptr);
+    const timespec start{now.tv_sec, now.tv_usec * 1000L};
+    return gpal::detail::sum(start, gpal::detail::fromMilliseconds(milliseconds));
+}
+
+} // namespace
+
+const int Semaphore::AVAILABLE;
+const int Semaphore::NOT_AVAILABLE;
+
+std::set<Semaphore*>* Semaphore::m_createdSemaphores = nullptr;
+pthread_mutex_t Semaphore::m_createdListMutex = PTHREAD_MUTEX_INITIALIZER;
+
+Semaphore::Semaphore(int initialCount, int maxCount, bool reentrant, int isWaitObject)
+    : m_isWaitObject(isWaitObject),
+      m_count(initialCount),
+      m_maxCount(reentrant ? 1 : maxCount),
+      m_waitingCount(0),
+      m_owner(0),
+      m_giveCount(0),
+      m_takeCount(0),
+      m_timeoutCount(0),
+      m_reentrant(reentrant)
+{
+    pthread_mutex_init(&m_stateMutex, nullptr);
+    pthread_mutex_init(&m_waitersMutex, nullptr);
+    pthread_cond_init(&m_available, nullptr);
+}
+
+Semaphore::Semaphore(int initialCount, int maxCount, bool reentrant)
+    : Semaphore(initialCount, maxCount, reentrant, 0)
+{
+    enlist();
+}
+
+Semaphore::Semaphore(WaitObject) : Semaphore(0, 1, false, 1) {}
+
+Semaphore::~Semaphore()
+{
+    delist();
+    // Destroying a condition that threads still wait for would block until they have gone. They are
+    // left as they are instead; the condition holds nothing that has to be freed.
+    if (locked(m_stateMutex, [this] { return m_waitingCount == 0; })) {
+        pthread_cond_destroy(&m_available);
+    }
+    pthread_mutex_destroy(&m_stateMutex);
+    pthread_mutex_destroy(&m_waitersMutex);
+}
+
+void Semaphore::enlist()
+{
+    locked(m_createdListMutex, [this] {
+        if (m_createdSemaphores == nullptr) {
+            m_createdSemaphores = new std::set<Semaphore*>;
+        }
+        m_createdSemaphores->insert(this);
+    });
+}
+
+void Semaphore::delist()
+{
+    locked(m_createdListMutex, [this] {
+        if (m_createdSemaphores == nullptr) {
+            return;
+        }
+        m_createdSemaphores->erase(this);
+        if (m_createdSemaphores->empty()) {
+            delete m_createdSemaphores;
+            m_createdSemaphores = nullptr;
+        }
+    });
+}
+
+int Semaphore::take(int timeoutMs)
+{
+    return locked(m_stateMutex, [this, timeoutMs] {
+        const unsigned long self = pthread_self();
+        m_takeCount += 1;
+        const bool freeUnit = m_count > 0 && m_waitingCount == 0;
+        const bool ownAlready = m_reentrant && m_owner == self;
+        if (!freeUnit && !ownAlready && !waitForUnit(self, timeoutMs)) {
+            return NOT_AVAILABLE;
+        }
+        m_owner = self;
+        m_count -= 1;
+        return AVAILABLE;
+    });
+}
+
+/// Queues the calling thread until there is a unit; returns false when the time ran out first.
+///
+/// It waits once before it looks at the count: a free unit belongs to those who were there before.
+/// A thread that is cancelled in here stays counted and listed. Its owner was told to expect that:
+/// a semaphore that lost a waiter this way hands units over only to threads that a give signals.
+bool Semaphore::waitForUnit(unsigned long self, int timeoutMs)
+{
+    m_waitingCount += 1;
+    locked(m_waitersMutex, [this, self] { m_waitingThreads.insert(self); });
+    bool inTime = true;
+    do {
+        inTime = waitForSignal(timeoutMs);
+    } while (inTime && m_count < 1);
+    m_waitingCount -= 1;
+    locked(m_waitersMutex, [this, self] { m_waitingThreads.erase(m_waitingThreads.find(self)); });
+    if (!inTime) {
+        m_timeoutCount += 1;
+    }
+    return inTime;
+}
+
+/// One wait; returns false when the time ran out. The deadline starts from now each time, so that a
+/// time-out bounds one quiet interval and not the whole of a `take`.
+bool Semaphore::waitForSignal(int timeoutMs)
+{
+    if (timeoutMs == WITHOUT_LIMIT) {
+        pthread_cond_wait(&m_available, &m_stateMutex);
+        return true;
+    }
+    if (timeoutMs <= 0) {
+        // A wait whose deadline has passed costs a trip through the kernel's timer slack and does
+        // nothing but be a cancellation point.
+        pthread_testcancel();
+        return false;
+    }
+    const timespec deadline = wallClockIn(timeoutMs);
+    return pthread_cond_timedwait(&m_available, &m_stateMutex, &deadline) != ETIMEDOUT;
+}
+
+int Semaphore::give()
+{
+    return locked(m_stateMutex, [this] {
+        m_giveCount += 1;
+        if (m_maxCount == UNBOUNDED || m_count < m_maxCount) {
+            m_count += 1;
+        }
+        if (m_waitingCount > 0) {
+            pthread_cond_signal(&m_available);
+        }
+        if (m_count > 0 && m_owner == pthread_self()) {
+            m_owner = 0;
+        }
+        return 1;
+    });
+}
+
+void Semaphore::displayInfo()
+{
+    using namespace gpal::detail;
+    writeToConsole(DUMP_RULE + dumpLine("Type", "Semaphore") +
+                   dumpLine("id", static_cast<const void*>(this)) +
+                   dumpLine("max count", m_maxCount) + dumpLine("current count", m_count) +
+                   dumpLine("current owner", m_owner) + dumpLine("give() count", m_giveCount) +
+                   dumpLine("take() count", m_takeCount) +
+                   dumpLine("take() timeout count", m_timeoutCount) +
+                   dumpLine("reentrant", m_reentrant) +
+                   dumpLine("Number of threads waiting", m_waitingCount) +
+                   locked(m_waitersMutex, [this] { return dumpThreads(m_waitingThreads); }) +
+                   DUMP_RULE);
+}
+
+void Semaphore::info(Semaphore* semaphore)
+{
+    if (semaphore != nullptr) {
+        semaphore->displayInfo();
+        return;
+    }
+    locked(m_createdListMutex, [] {
+        if (m_createdSemaphores == nullptr) {
+            return;
+        }
+        for (Semaphore* live : *m_createdSemaphores) {
+            live->displayInfo();
+        }
+    });
+}
+
+void Semaphore::threadExitSemaphoreCleanup(unsigned long threadId)
+{
+    locked(m_createdListMutex, [threadId] {
+        if (m_createdSemaphores == nullptr) {
+            return;
+        }
+        for (Semaphore* live : *m_createdSemaphores) {
+            if (live->m_isWaitObject == 0 && live->m_owner == threadId) {
+                live->give(); // once, however deeply a reentrant owner had nested
+            }
+        }
+    });
+}

@@ -1,0 +1,109 @@
+#include <gpal/TimedThread.h>
+
+#include <algorithm>
+
+#include <gpal/CriticalSection.h>
+
+#include "base/cancellation.h"
+
+RunnerIfc::~RunnerIfc() = default;
+
+TimedThreadIfc::~TimedThreadIfc() = default;
+
+TimedThreadFactoryIfc::~TimedThreadFactoryIfc() = default;
+
+TimedThread::TimedThread(RunnerIfc* runner, ThreaderIfc* threader, WaitFactoryIfc* waitFactory)
+    : m_runner(runner),
+      m_threader(threader),
+      m_waitFactory(waitFactory),
+      m_thread(0),
+      m_completion(m_waitFactory->getNewWait())
+{
+}
+
+TimedThread::~TimedThread()
+{
+    const gpal::detail::CancellationHeldOff untilJoined;
+    if (m_thread != 0) {
+        m_threader->destroy(m_thread);
+        m_threader->waitForThreadCompletion(m_thread);
+    }
+    delete m_completion;
+}
+
+void TimedThread::run()
+{
+    if (m_runner != nullptr) {
+        m_runner->run();
+    }
+    m_completion->signal();
+}
+
+int TimedThread::getThreadPriorityForPlatform()
+{
+    return GPAL_THREAD_PRIORITY_LOW;
+}
+
+int TimedThread::runForAMaximumOf(int timeoutMs)
+{
+    m_threader->spawn(&m_thread, this, "", GPAL_THREAD_PRIORITY_NORMAL, 0);
+    return waitForCompletion(timeoutMs);
+}
+
+void TimedThread::forceTimeoutToExpire()
+{
+    m_completion->signal();
+}
+
+int TimedThread::waitForCompletion(int timeoutMs)
+{
+    return m_completion->wait(timeoutMs);
+}
+
+TimedThreadFactory::TimedThreadFactory()
+    : m_threader(new Threader), m_waitFactory(new WaitFactory), m_listLock(1, 1, false)
+{
+}
+
+TimedThreadFactory::~TimedThreadFactory()
+{
+    const gpal::detail::CancellationHeldOff untilWaitedFor;
+    TimedThreadFactory::killAllTimedThread();
+    m_timedThreads.clear();
+    delete m_threader;
+    delete m_waitFactory;
+}
+
+TimedThreadIfc* TimedThreadFactory::getNewTimedThread(RunnerIfc* runner)
+{
+    const CriticalSection list(m_listLock);
+    auto* made = new TimedThread(runner, m_threader, m_waitFactory);
+    m_timedThreads.push_back(made);
+    return made;
+}
+
+bool TimedThreadFactory::deleteTimedThread(TimedThreadIfc* timedThread)
+{
+    if (timedThread == nullptr) {
+        return false;
+    }
+    const CriticalSection list(m_listLock);
+    const auto found = std::find(m_timedThreads.begin(), m_timedThreads.end(), timedThread);
+    if (found == m_timedThreads.end()) {
+        return false;
+    }
+    m_timedThreads.erase(found);
+    delete timedThread;
+    return true;
+}
+
+bool TimedThreadFactory::killAllTimedThread()
+{
+    constexpr int LAST_CHANCE_MS = 10000;
+    const CriticalSection list(m_listLock);
+    for (TimedThreadIfc* timedThread : m_timedThreads) {
+        timedThread->forceTimeoutToExpire();
+        timedThread->waitForCompletion(LAST_CHANCE_MS);
+    }
+    return !m_timedThreads.empty();
+}

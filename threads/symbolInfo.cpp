@@ -1,0 +1,25 @@
+#include <gpal/symbolInfo.h>
+
+#include <cstdlib>
+#include <cxxabi.h>
+#include <dlfcn.h>
+
+std::string symbolInfo::getSymbol(const void* address)
+{
+    Dl_info found{};
+    if (dladdr(address, &found) == 0 || found.dli_sname == nullptr) {
+        return "";
+    }
+    return found.dli_sname;
+}
+
+std::string& symbolInfo::demangleSymbol(std::string& name)
+{
+    int status = 0;
+    char* demangled = abi::__cxa_demangle(name.c_str(), nullptr, nullptr, &status);
+    if (status == 0) {
+        name = demangled;
+        std::free(demangled);
+    }
+    return name;
+}

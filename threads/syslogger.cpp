@@ -1,0 +1,58 @@
+#include <gpal/syslogger.h>
+
+#include <syslog.h>
+
+// A va_list can only be started in the function that has the "...", hence one body per severity.
+
+void syslogger_emergency(const char* format, ...)
+{
+    va_list arguments;
+    va_start(arguments, format);
+    vsyslog(LOG_EMERG, format, arguments);
+    va_end(arguments);
+}
+
+void syslogger_error(const char* format, ...)
+{
+    va_list arguments;
+    va_start(arguments, format);
+    vsyslog(LOG_ERR, format, arguments);
+    va_end(arguments);
+}
+
+void syslogger_warning(const char* format, ...)
+{
+    va_list arguments;
+    va_start(arguments, format);
+    vsyslog(LOG_WARNING, format, arguments);
+    va_end(arguments);
+}
+
+void syslogger_notice(const char* format, ...)
+{
+    va_list arguments;
+    va_start(arguments, format);
+    vsyslog(LOG_NOTICE, format, arguments);
+    va_end(arguments);
+}
+
+void syslogger_info(const char* format, ...)
+{
+    va_list arguments;
+    va_start(arguments, format);
+    vsyslog(LOG_INFO, format, arguments);
+    va_end(arguments);
+}
+
+void syslogger_debug(const char* format, ...)
+{
+    va_list arguments;
+    va_start(arguments, format);
+    vsyslogger_debug(format, arguments);
+    va_end(arguments);
+}
+
+void vsyslogger_debug(const char* format, va_list arguments)
+{
+    vsyslog(LOG_DEBUG, format, arguments);
+}

@@ -1,0 +1,107 @@
+#include "threads/thread_start.h"
+
+#include <cxxabi.h>
+#include <exception>
+#include <memory>
+#include <pthread.h>
+#include <typeinfo>
+#include <unistd.h>
+
+#include <gpal/GPALException.h>
+#include <gpal/ProcessManager.h>
+#include <gpal/ProcessTypeString.h>
+#include <gpal/Semaphore.h>
+#include <gpal/symbolInfo.h>
+#include <gpal/Threadable.h>
+#include <gpal/Threader.h>
+
+#include "base/cancellation.h"
+#include "threads/ThreadRegistry.h"
+
+namespace gpal::detail
+{
+namespace
+{
+
+void reportEscapedException(const std::type_info& body, const char* what)
+{
+    std::string name = body.name();
+    handleException(symbolInfo::demangleSymbol(name).c_str(), what);
+}
+
+void runGuarded(Threadable& body)
+{
+    const std::type_info& type = typeid(body); // an escaping exception may have outlived the body
+    try {
+        body.run();
+    } catch (const abi::__forced_unwind&) {
+        throw; // cancellation and pthread_exit unwind the stack; swallowing that would abort
+    } catch (const std::exception& escaped) {
+        reportEscapedException(type, escaped.what());
+    } catch (...) {
+        reportEscapedException(type, "");
+    }
+}
+
+/// The type text of a priority level; "" for a value that is no level.
+std::string typeOfLevel(GPALThreadPriority priority)
+{
+    switch (priority) {
+    case GPAL_THREAD_PRIORITY_LOW:
+        return ProcessTypeString::C_THREAD_LOW;
+    case GPAL_THREAD_PRIORITY_NORMAL:
+        return ProcessTypeString::C_THREAD_NORMAL;
+    case GPAL_THREAD_PRIORITY_HIGH:
+        return ProcessTypeString::C_THREAD_HIGH;
+    case GPAL_THREAD_PRIORITY_TIMER:
+        return ProcessTypeString::C_THREAD_TIMER;
+    case GPAL_THREAD_PRIORITY_VOICE:
+        return ProcessTypeString::C_THREAD_VOICE;
+    }
+    return "";
+}
+
+} // namespace
+
+void* threadableStart(void* body)
+{
+    Threadable& threadable = *static_cast<Threadable*>(body);
+    unsigned long thread = pthread_self();
+    const int kernelId = gettid();
+    pthread_cleanup_push(threadExitCleanUp, &thread);
+    threadRegistry::add(thread, kernelId);
+    ProcessManagement::manager()->addThread(threadable, kernelId);
+    runGuarded(threadable);
+    pthread_cleanup_pop(1);
+    return nullptr;
+}
+
+void* functionThreadStart(void* block)
+{
+    unsigned long thread = pthread_self();
+    ThreadStartBlock start = *std::unique_ptr<ThreadStartBlock>(static_cast<ThreadStartBlock*>(block));
+    const int kernelId = gettid();
+    pthread_cleanup_push(threadExitCleanUp, &thread);
+    threadRegistry::add(thread, kernelId);
+    if (start.name.empty()) {
+        start.name = typeOfLevel(start.priority);
+    }
+    ProcessManagement::manager()->addThread(kernelId, start.name);
+    Threader::setThreadPriority(start.priority, thread);
+    start.function(start.argument);
+    pthread_cleanup_pop(1);
+    return nullptr;
+}
+
+} // namespace gpal::detail
+
+void threadExitCleanUp(void* threadIdPointer)
+{
+    // A handler that is popped runs inside a destructor: unwinding must not start in here.
+    const gpal::detail::CancellationHeldOff untilDone;
+    const unsigned long thread = *static_cast<const unsigned long*>(threadIdPointer);
+    // Managers have always been told the thread id here, not the kernel id of addThread.
+    ProcessManagement::manager()->removeThread(static_cast<int>(thread));
+    gpal::detail::threadRegistry::remove(thread);
+    Semaphore::threadExitSemaphoreCleanup(thread);
+}

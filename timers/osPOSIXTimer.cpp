@@ -1,0 +1,110 @@
+#include <gpal/osPOSIXTimer.h>
+
+#include <cstdio>
+#include <cstring>
+
+#include <gpal/osTimer.h>
+
+#include "base/cancellation.h"
+#include "base/console.h"
+#include "base/time_math.h"
+
+using gpal::detail::asText;
+using gpal::detail::writeToConsole;
+
+namespace
+{
+
+/// A trace line: the operation, the timer's handle as a number, and the rest.
+void trace(const char* operation, timer_t handle, const char* rest)
+{
+    writeToConsole(asText(operation, '(', (long)handle, rest, '\n'));
+}
+
+/// Reports a failed system call under its name; returns whether it succeeded.
+bool succeeded(int result, const char* call)
+{
+    if (result == -1) {
+        std::perror(call);
+        return false;
+    }
+    return true;
+}
+
+} // namespace
+
+osPOSIXTimer::osPOSIXTimer(timeAble* callback, int intervalMs, osTimerIfc* owner)
+    : m_callback(callback), m_timerId(nullptr), m_event{}, m_owner(owner)
+{
+    writeToConsole("osPOSIXTimer::osPOSIXTimer()\n");
+    m_event.sigev_value.sival_ptr = this;
+    m_event.sigev_signo = 0;
+    m_event.sigev_notify = SIGEV_THREAD;
+    m_event.sigev_notify_function = timerEventNotify;
+    m_event.sigev_notify_attributes = nullptr;
+    succeeded(timer_create(CLOCK_REALTIME, &m_event, &m_timerId), "timer_create");
+    m_setting = new itimerspec;
+    setInterval(intervalMs, &m_setting->it_value);
+    setInterval(0, &m_setting->it_interval);
+    trace("osPOSIXTimer::osPOSIXTimer", m_timerId, ") OK");
+}
+
+osPOSIXTimer::~osPOSIXTimer()
+{
+    const gpal::detail::CancellationHeldOff untilDeleted;
+    trace("osPOSIXTimer::~osPOSIXTimer", m_timerId, ")");
+    succeeded(timer_delete(m_timerId), "timer_delete");
+    delete m_setting;
+}
+
+int osPOSIXTimer::setInterval(int ms, timespec* ts)
+{
+    using namespace gpal::detail;
+    if (ts != nullptr) {
+        *ts = fromMilliseconds(ms);
+    }
+    return ms / MILLISECONDS_PER_SECOND * MILLISECONDS_PER_SECOND;
+}
+
+bool osPOSIXTimer::setTimer(itimerspec* value, itimerspec* oldValue)
+{
+    return succeeded(timer_settime(m_timerId, 0, value, oldValue), "timer_settime");
+}
+
+bool osPOSIXTimer::start()
+{
+    trace("osPOSIXTimer::start", m_timerId, ")");
+    return setTimer(m_setting, nullptr);
+}
+
+bool osPOSIXTimer::reset()
+{
+    trace("osPOSIXTimer::reset", m_timerId, ")");
+    return setTimer(m_setting, nullptr);
+}
+
+bool osPOSIXTimer::stop()
+{
+    trace("osPOSIXTimer::stop", m_timerId, ")");
+    itimerspec disarmed{};
+    return setTimer(&disarmed, nullptr);
+}
+
+void osPOSIXTimer::timerEvent()
+{
+    // This one line has "osPosix" in lower case; scripts that watch the console look for it.
+    trace("osPosixTimer::timerEvent", m_timerId, ")");
+    timer_getoverrun(m_timerId);
+    if (m_callback != nullptr) {
+        m_callback->timerExpired(m_owner);
+    }
+}
+
+void timerEventNotify(sigval value)
+{
+    if (value.sival_ptr == nullptr) {
+        writeToConsole(asText("posixTimerNotify Bad sigval Ref=", value.sival_ptr, '\n'));
+        return;
+    }
+    static_cast<osPOSIXTimer*>(value.sival_ptr)->timerEvent();
+}

@@ -1,0 +1,203 @@
+#include <gpal/osTimerThread.h>
+
+#include <sys/prctl.h>
+
+#include <gpal/osThreadBasedTimer.h>
+#include <gpal/ProcessTypeString.h>
+#include <gpal/Threader.h>
+
+#include "base/cancellation.h"
+#include "base/console.h"
+#include "base/locked.h"
+#include "base/time_math.h"
+#include "timers/TimerList.h"
+
+using namespace gpal::detail;
+
+namespace
+{
+
+timespec timeOn(clockid_t clock)
+{
+    timespec time{};
+    clock_gettime(clock, &time);
+    return time;
+}
+
+/// Wall-clock minus monotonic time at the last wake-up of a monitor, process-wide.
+timespec clockOffset{};
+/// Guards clockOffset between monitors; no other lock is taken inside.
+pthread_mutex_t clockOffsetMutex = PTHREAD_MUTEX_INITIALIZER;
+
+/// Stores the offset of now and returns the one before.
+timespec exchangeClockOffset(const timespec& offset)
+{
+    return locked(clockOffsetMutex, [&offset] {
+        const timespec before = clockOffset;
+        clockOffset = offset;
+        return before;
+    });
+}
+
+/// Tells the maintainer at the console when the wall clock was set by two whole seconds or more.
+void reportClockJump(const timespec& before, const timespec& now)
+{
+    constexpr time_t REPORTED_SECONDS = 2;
+    const bool back = isEarlier(now, before);
+    const timespec jump = back ? difference(before, now) : difference(now, before);
+    if (jump.tv_sec >= REPORTED_SECONDS) {
+        writeToConsole(asText(back ? "Time back   ( " : "Time forward( ", jump.tv_sec, " ) secs\n"));
+    }
+}
+
+} // namespace
+
+osTimerThread::osTimerThread()
+    : m_timers(new TimerList),
+      m_now{},
+      m_deadline{},
+      m_thread(0),
+      m_stopping(0),
+      m_started(new Semaphore(0, 1, false))
+{
+    pthread_mutex_init(&m_mutex, nullptr);
+    pthread_cond_init(&m_condition, nullptr);
+    osThreadBasedTimer::m_timerManager = this;
+}
+
+osTimerThread::~osTimerThread()
+{
+    const CancellationHeldOff untilJoined;
+    m_stopping = 1;
+    locked(m_mutex, [this] {
+        m_timers->clear();
+        pthread_cond_signal(&m_condition);
+    });
+    if (m_thread != 0) {
+        waitForThreadCompletion();
+    }
+    delete m_timers;
+    delete m_started;
+    pthread_mutex_destroy(&m_mutex);
+    pthread_cond_destroy(&m_condition);
+}
+
+void osTimerThread::start()
+{
+    if (m_thread != 0) {
+        return;
+    }
+    Threader threader;
+    threader.spawn(&m_thread, this, "", GPAL_THREAD_PRIORITY_NORMAL, 0);
+    m_started->take(-1);
+}
+
+bool osTimerThread::add(osThreadBasedTimer* timer)
+{
+    if (timer == nullptr) {
+        return false;
+    }
+    return locked(m_mutex, [this, timer] {
+        const bool added = !m_timers->contains(timer);
+        if (added) {
+            m_timers->append(timer);
+        }
+        pthread_cond_signal(&m_condition);
+        return added;
+    });
+}
+
+bool osTimerThread::remove(osThreadBasedTimer* timer)
+{
+    return locked(m_mutex, [this, timer] {
+        const bool removed = remove_locked(timer);
+        if (removed) {
+            pthread_cond_signal(&m_condition);
+        }
+        return removed;
+    });
+}
+
+bool osTimerThread::remove_locked(osThreadBasedTimer* timer)
+{
+    return m_timers->remove(timer);
+}
+
+int osTimerThread::numItems() const
+{
+    return m_timers->size();
+}
+
+unsigned long osTimerThread::myThread() const
+{
+    return m_thread;
+}
+
+int osTimerThread::getThreadPriorityForPlatform()
+{
+    return GPAL_THREAD_PRIORITY_TIMER;
+}
+
+std::string osTimerThread::type()
+{
+    return ProcessTypeString::OS_TIMER_THREAD;
+}
+
+void osTimerThread::run()
+{
+    // The kernel may let an ordinary thread oversleep by 50 us to save wake-ups; voice ticks ride on
+    // this one.
+    prctl(PR_SET_TIMERSLACK, 1UL);
+    locked(m_mutex, [this] {
+        m_now = timeOn(CLOCK_MONOTONIC);
+        m_deadline = timeOn(CLOCK_REALTIME);
+        exchangeClockOffset(difference(m_deadline, m_now));
+        m_started->give();
+        while (!monitor()) {
+        }
+    });
+}
+
+bool osTimerThread::monitor()
+{
+    waitForWork();
+    if (m_stopping != 0) {
+        return true;
+    }
+    m_now = timeOn(CLOCK_MONOTONIC);
+    const timespec wall = timeOn(CLOCK_REALTIME);
+    const timespec offset = difference(wall, m_now);
+    reportClockJump(exchangeClockOffset(offset), offset);
+
+    m_deadline = {0, 0};
+    serveTimers();
+    // Kept as it always was, since callers have tuned their intervals to it: an expiry on a whole
+    // second is not made relative, so its timer waits for the next add, remove or other wake-up.
+    if (m_deadline.tv_sec != 0 && m_deadline.tv_nsec != 0) {
+        m_deadline = difference(m_deadline, m_now);
+    }
+    m_deadline = sum(m_deadline, wall);
+    return false;
+}
+
+/// Any wake-up will do: an added or removed timer, the deadline, a spurious one.
+void osTimerThread::waitForWork()
+{
+    if (m_timers->size() > 0) {
+        pthread_cond_timedwait(&m_condition, &m_mutex, &m_deadline);
+    } else {
+        pthread_cond_wait(&m_condition, &m_mutex);
+    }
+}
+
+/// Calls back what is due, newest first, and collects the earliest expiry of the rest. Going
+/// backwards, dropping the current timer moves only those that were visited already.
+void osTimerThread::serveTimers()
+{
+    for (int index = m_timers->size() - 1; index >= 0; --index) {
+        osThreadBasedTimer* timer = (*m_timers)[static_cast<std::size_t>(index)];
+        if (timer->timerEvent(&m_now, &m_deadline)) {
+            remove_locked(timer);
+        }
+    }
+}
