@@ -13,8 +13,8 @@ endif()
 
 # File sizes have 64 bits on every processor; time_t stays the platform's plain one.
 add_compile_definitions(_FILE_OFFSET_BITS=64)
-add_compile_options(-Wall -Wextra -Wshadow -Wconversion -Wnon-virtual-dtor
-                    $<$<COMPILE_LANGUAGE:CXX>:-Woverloaded-virtual>)
+add_compile_options(-Wall -Wextra -Wshadow -Wconversion
+                    "$<$<COMPILE_LANGUAGE:CXX>:-Wnon-virtual-dtor;-Woverloaded-virtual>")
 if(GPAL_WARNINGS_AS_ERRORS)
     add_compile_options(-Werror)
 endif()

@@ -33,7 +33,8 @@ const char* const OTHER_FAILURE = "GPAL Process exception";
 /// others may does not count: the device's programs run under their owner or group.
 void checkProgram(const char* path)
 {
-    struct stat file {};
+    struct stat file {
+    };
     if (stat(path, &file) != 0) {
         failStart(MISSING, path);
     }

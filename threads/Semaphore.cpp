@@ -168,16 +168,13 @@ int Semaphore::give()
 void Semaphore::displayInfo()
 {
     using namespace gpal::detail;
-    writeToConsole(DUMP_RULE + dumpLine("Type", "Semaphore") +
-                   dumpLine("id", static_cast<const void*>(this)) +
-                   dumpLine("max count", m_maxCount) + dumpLine("current count", m_count) +
-                   dumpLine("current owner", m_owner) + dumpLine("give() count", m_giveCount) +
-                   dumpLine("take() count", m_takeCount) +
-                   dumpLine("take() timeout count", m_timeoutCount) +
-                   dumpLine("reentrant", m_reentrant) +
-                   dumpLine("Number of threads waiting", m_waitingCount) +
-                   locked(m_waitersMutex, [this] { return dumpThreads(m_waitingThreads); }) +
-                   DUMP_RULE);
+    writeToConsole(
+        DUMP_RULE + dumpLine("Type", "Semaphore") + dumpLine("id", static_cast<const void*>(this)) +
+        dumpLine("max count", m_maxCount) + dumpLine("current count", m_count) +
+        dumpLine("current owner", m_owner) + dumpLine("give() count", m_giveCount) +
+        dumpLine("take() count", m_takeCount) + dumpLine("take() timeout count", m_timeoutCount) +
+        dumpLine("reentrant", m_reentrant) + dumpLine("Number of threads waiting", m_waitingCount) +
+        locked(m_waitersMutex, [this] { return dumpThreads(m_waitingThreads); }) + DUMP_RULE);
 }
 
 void Semaphore::info(Semaphore* semaphore)

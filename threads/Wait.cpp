@@ -39,14 +39,13 @@ int Wait::signal()
 void Wait::displayInfo()
 {
     using namespace gpal::detail;
-    writeToConsole(DUMP_RULE + dumpLine("Type", "Wait") +
-                   dumpLine("id", static_cast<const void*>(this)) +
-                   dumpLine("max count", m_maxCount) + dumpLine("current count", m_count) +
-                   dumpLine("current owner", m_owner) + dumpLine("signal() count", m_giveCount) +
-                   dumpLine("wait() count", m_takeCount) +
-                   dumpLine("Number of threads waiting", m_waitingCount) +
-                   locked(m_waitersMutex, [this] { return dumpThreads(m_waitingThreads); }) +
-                   DUMP_RULE);
+    writeToConsole(
+        DUMP_RULE + dumpLine("Type", "Wait") + dumpLine("id", static_cast<const void*>(this)) +
+        dumpLine("max count", m_maxCount) + dumpLine("current count", m_count) +
+        dumpLine("current owner", m_owner) + dumpLine("signal() count", m_giveCount) +
+        dumpLine("wait() count", m_takeCount) +
+        dumpLine("Number of threads waiting", m_waitingCount) +
+        locked(m_waitersMutex, [this] { return dumpThreads(m_waitingThreads); }) + DUMP_RULE);
 }
 
 int Wait::take(int /*timeoutMs*/)

@@ -79,7 +79,8 @@ void* threadableStart(void* body)
 void* functionThreadStart(void* block)
 {
     unsigned long thread = pthread_self();
-    ThreadStartBlock start = *std::unique_ptr<ThreadStartBlock>(static_cast<ThreadStartBlock*>(block));
+    ThreadStartBlock start =
+        *std::unique_ptr<ThreadStartBlock>(static_cast<ThreadStartBlock*>(block));
     const int kernelId = gettid();
     pthread_cleanup_push(threadExitCleanUp, &thread);
     threadRegistry::add(thread, kernelId);

@@ -46,7 +46,8 @@ void reportClockJump(const timespec& before, const timespec& now)
     const bool back = isEarlier(now, before);
     const timespec jump = back ? difference(before, now) : difference(now, before);
     if (jump.tv_sec >= REPORTED_SECONDS) {
-        writeToConsole(asText(back ? "Time back   ( " : "Time forward( ", jump.tv_sec, " ) secs\n"));
+        writeToConsole(
+            asText(back ? "Time back   ( " : "Time forward( ", jump.tv_sec, " ) secs\n"));
     }
 }
 
@@ -145,8 +146,8 @@ std::string osTimerThread::type()
 
 void osTimerThread::run()
 {
-    // The kernel may let an ordinary thread oversleep by 50 us to save wake-ups; voice ticks ride on
-    // this one.
+    // The kernel may let an ordinary thread oversleep by 50 us to save wake-ups; voice ticks ride
+    // on this one.
     prctl(PR_SET_TIMERSLACK, 1UL);
     locked(m_mutex, [this] {
         m_now = timeOn(CLOCK_MONOTONIC);

@@ -27,8 +27,8 @@ public:
     /// Nobody may hold the mutex or wait for it.
     ~GPALMutex();
 
-    /// Waits without limit for the mutex. Returns the result of `pthread_mutex_lock`: 0, or an error
-    /// number.
+    /// Waits without limit for the mutex. Returns the result of `pthread_mutex_lock`: 0, or an
+    /// error number.
     int take();
 
     /// Gives the mutex back once. Returns the result of `pthread_mutex_unlock`: 0, or EPERM from a

@@ -31,10 +31,10 @@ class GPAL_API ProcessIfc
 public:
     virtual ~ProcessIfc();
 
-    /// Starts the program `argv[0]` with the null-terminated argument vector \p argv and environment
-    /// \p envp, in the caller's directory, with its descriptors and signal mask, and announces the
-    /// child to the process manager. \p argc and \p extra are not used. Starting an object twice
-    /// starts a second child and forgets the first.
+    /// Starts the program `argv[0]` with the null-terminated argument vector \p argv and
+    /// environment \p envp, in the caller's directory, with its descriptors and signal mask, and
+    /// announces the child to the process manager. \p argc and \p extra are not used. Starting an
+    /// object twice starts a second child and forgets the first.
     ///
     /// Returns the manager's answer, 1. Throws `GPALProcessException`, after logging at error
     /// severity: "GPAL Process missing application" (the file cannot be examined), "GPAL Process
@@ -43,10 +43,10 @@ public:
     /// exit code 255 of the child.
     virtual int start(int argc, char** argv, char** envp, char* extra) = 0;
 
-    /// Waits for the child's end. Returns its exit code, 0 to 255; -1 when a signal ended it; 0 when
-    /// there is no such child, because it was reaped already. Throws "GPAL Process exception" on any
-    /// other failure. A never-started object waits for any child of the caller's process group. A
-    /// cancellation point.
+    /// Waits for the child's end. Returns its exit code, 0 to 255; -1 when a signal ended it; 0
+    /// when there is no such child, because it was reaped already. Throws "GPAL Process exception"
+    /// on any other failure. A never-started object waits for any child of the caller's process
+    /// group. A cancellation point.
     virtual int waitForExit() = 0;
 
     /// Sends SIGKILL. Returns -1 when the signal was sent: deliberately a constant that callers do
@@ -60,7 +60,8 @@ public:
     /// Sends SIGUSR1; result and exceptions as for `destroy`.
     virtual int sigusr1() = 0;
 
-    /// `ProcessTypeString::GENERIC_PROCESS`, or the program's path once `start` got past its checks.
+    /// `ProcessTypeString::GENERIC_PROCESS`, or the program's path once `start` got past its
+    /// checks.
     virtual std::string type() = 0;
 
     /// The child's process id; 0 before a successful `start`.
@@ -81,9 +82,9 @@ public:
     Process(const Process&) = delete;
     Process& operator=(const Process&) = delete;
 
-    /// Ends a child that is still alive with SIGTERM and reaps it if it has ended by then; this takes
-    /// two seconds. A child that ignores SIGTERM goes on running. Throws nothing; cancellation of the
-    /// caller is held off meanwhile.
+    /// Ends a child that is still alive with SIGTERM and reaps it if it has ended by then; this
+    /// takes two seconds. A child that ignores SIGTERM goes on running. Throws nothing;
+    /// cancellation of the caller is held off meanwhile.
     ~Process() override;
 
     int start(int argc, char** argv, char** envp, char* extra) override;

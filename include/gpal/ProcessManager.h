@@ -32,8 +32,8 @@ public:
 };
 
 /// Sets nice values with `setpriority`. Failures are not examined: every operation returns what
-/// `getpriority` reports afterwards, so -1 is a nice value or an error. Stateless, callable from any
-/// thread, no cancellation points.
+/// `getpriority` reports afterwards, so -1 is a nice value or an error. Stateless, callable from
+/// any thread, no cancellation points.
 class GPAL_API SimplePrioritySetter : public PrioritySetter
 {
 public:
@@ -91,8 +91,8 @@ public:
     /// Does nothing; callers may initialise the subsystem with it.
     static void initialize();
 
-    /// Puts \p manager, which is owned from now on, in force; one set before is not deleted. Returns
-    /// the address of `m_testManager`.
+    /// Puts \p manager, which is owned from now on, in force; one set before is not deleted.
+    /// Returns the address of `m_testManager`.
     static ProcessManager** initialize(ProcessManager* manager);
 
     /// Deletes the manager that was set, if any; the default one is in force again.

@@ -40,8 +40,8 @@ public:
     ///
     /// \p timeoutMs limits each quiet interval, in milliseconds: -1 waits without limit, 0 and
     /// anything below -1 has passed already. Every wake-up that finds no unit starts the whole
-    /// interval anew, so a busy semaphore can hold a caller longer. The time is measured on the wall
-    /// clock. A cancellation point when no unit is to be had at once.
+    /// interval anew, so a busy semaphore can hold a caller longer. The time is measured on the
+    /// wall clock. A cancellation point when no unit is to be had at once.
     ///
     /// Returns `AVAILABLE`, with the caller as owner, or `NOT_AVAILABLE` with nothing changed but
     /// the counters.
@@ -84,10 +84,10 @@ protected:
 
     /// The closed binary semaphore of a `Wait`: no unit, bound 1, skipped when a thread ends. Not
     /// listed among the live ones before the `Wait` is complete and calls `enlist`.
-    explicit Semaphore(WaitObject);
+    GPAL_INTERNAL explicit Semaphore(WaitObject);
 
-    void enlist(); ///< puts this one into the set of live semaphores
-    void delist(); ///< takes it out, if it is still in
+    GPAL_INTERNAL void enlist(); ///< puts this one into the set of live semaphores
+    GPAL_INTERNAL void delist(); ///< takes it out, if it is still in
 
     Figure<int> m_isWaitObject;
     Figure<int> m_count;
@@ -104,13 +104,13 @@ protected:
     pthread_cond_t m_available;
 
 private:
-    Semaphore(int initialCount, int maxCount, bool reentrant, int isWaitObject);
-    bool waitForUnit(unsigned long self, int timeoutMs);
-    bool waitForSignal(int timeoutMs);
+    GPAL_INTERNAL Semaphore(int initialCount, int maxCount, bool reentrant, int isWaitObject);
+    GPAL_INTERNAL bool waitForUnit(unsigned long self, int timeoutMs);
+    GPAL_INTERNAL bool waitForSignal(int timeoutMs);
 
-    static std::set<Semaphore*>* m_createdSemaphores;
+    GPAL_INTERNAL static std::set<Semaphore*>* m_createdSemaphores;
     /// Guards m_createdSemaphores; taken before any semaphore's own locks, never while holding one.
-    static pthread_mutex_t m_createdListMutex;
+    GPAL_INTERNAL static pthread_mutex_t m_createdListMutex;
 };
 
 #endif

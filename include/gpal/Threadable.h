@@ -14,8 +14,8 @@ class GPAL_API Threadable
 public:
     virtual ~Threadable();
 
-    /// The thread's work; the thread ends when it returns. An exception that escapes is fatal to the
-    /// device (`handleException`); `pthread_exit` and cancellation are ordinary ways to end.
+    /// The thread's work; the thread ends when it returns. An exception that escapes is fatal to
+    /// the device (`handleException`); `pthread_exit` and cancellation are ordinary ways to end.
     virtual void run() = 0;
 
     /// The thread's priority level, a `GPALThreadPriority` by value. Asked once, on the new thread,

@@ -53,8 +53,8 @@ public:
     /// that is empty, under the type text of its level; \p reserved is not used. The function's
     /// result is dropped; an exception that escapes it terminates the process.
     ///
-    /// Returns false, with nothing created, when \p function or \p threadId is null; otherwise true,
-    /// even if the thread could not be created, which is reported on standard output only. No
+    /// Returns false, with nothing created, when \p function or \p threadId is null; otherwise
+    /// true, even if the thread could not be created, which is reported on standard output only. No
     /// cancellation point.
     virtual bool spawn(unsigned long* threadId, void* (*function)(void*), void* argument,
                        std::string name, GPALThreadPriority priority, int reserved);
@@ -63,8 +63,8 @@ public:
     /// for id 0. No cancellation point.
     int detach(unsigned long threadId);
 
-    /// Holds cancellation of the calling thread off until `unProtectFromDestroy`. Returns the result
-    /// of `pthread_setcancelstate`. The two do not nest. No cancellation point.
+    /// Holds cancellation of the calling thread off until `unProtectFromDestroy`. Returns the
+    /// result of `pthread_setcancelstate`. The two do not nest. No cancellation point.
     static int protectFromDestroy();
 
     /// Permits cancellation of the calling thread again, however often it was protected. A

@@ -105,7 +105,8 @@ public:
     TimedThreadFactory& operator=(const TimedThreadFactory&) = delete;
 
     /// Does `killAllTimedThread`, then forgets the timed threads without deleting them: those still
-    /// alive must not be used or deleted any more. Cancellation of the caller is held off meanwhile.
+    /// alive must not be used or deleted any more. Cancellation of the caller is held off
+    /// meanwhile.
     ~TimedThreadFactory() override;
 
     TimedThreadIfc* getNewTimedThread(RunnerIfc* runner) override;

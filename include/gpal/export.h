@@ -7,4 +7,7 @@
 /// library is hidden from the dynamic linker.
 #define GPAL_API __attribute__((visibility("default")))
 
+/// Marks a member of an exported class that only the library itself uses.
+#define GPAL_INTERNAL __attribute__((visibility("hidden")))
+
 #endif

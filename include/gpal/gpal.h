@@ -9,10 +9,10 @@
 #include <gpal/GPALSleep.h>
 #include <gpal/GPALThreadPriority.h>
 #include <gpal/osPOSIXTimer.h>
-#include <gpal/OSWrappers.h>
 #include <gpal/osThreadBasedTimer.h>
 #include <gpal/osTimer.h>
 #include <gpal/osTimerThread.h>
+#include <gpal/OSWrappers.h>
 #include <gpal/Process.h>
 #include <gpal/ProcessManager.h>
 #include <gpal/ProcessTypeString.h>

@@ -24,8 +24,8 @@ class TimerList;
 /// the process lives: timers go on using it after it is destroyed.
 ///
 /// Expiries are monotonic, so setting the wall clock moves none of them. The wait itself is against
-/// the wall clock: setting that back stretches a sleep that is under way. Jumps of two whole seconds
-/// and more are reported on standard output.
+/// the wall clock: setting that back stretches a sleep that is under way. Jumps of two whole
+/// seconds and more are reported on standard output.
 ///
 /// Meant for tens of timers: the list is searched linearly. `add`, `remove` and `numItems` may be
 /// called from any thread but a callback's.
@@ -40,8 +40,8 @@ public:
     /// started joins nothing. Cancellation of the caller is held off meanwhile.
     ~osTimerThread() override;
 
-    /// Starts the monitor's thread, once; later calls return at once. Timers armed before are served
-    /// by its first pass. Returns when the thread has read its clocks and holds the list. A
+    /// Starts the monitor's thread, once; later calls return at once. Timers armed before are
+    /// served by its first pass. Returns when the thread has read its clocks and holds the list. A
     /// cancellation point.
     void start();
 
@@ -76,11 +76,12 @@ public:
     std::string type() override;
 
 private:
-    void waitForWork();
-    void serveTimers();
+    GPAL_INTERNAL void waitForWork();
+    GPAL_INTERNAL void serveTimers();
 
     gpal::detail::TimerList* m_timers; ///< armed timers in the order in which they were added
-    /// Guards the list, m_now and m_deadline. Held while callbacks run; taken before a timer's lock.
+    /// Guards the list, m_now and m_deadline. Held while callbacks run; taken before a timer's
+    /// lock.
     pthread_mutex_t m_mutex;
     pthread_cond_t m_condition;
     timespec m_now;      ///< monotonic time of the last wake-up

@@ -88,8 +88,7 @@ bool eventually(const std::function<bool()>& condition)
 long millisecondsSince(std::chrono::steady_clock::time_point start)
 {
     const auto passed = std::chrono::steady_clock::now() - start;
-    return static_cast<long>(
-        std::chrono::duration_cast<std::chrono::milliseconds>(passed).count());
+    return static_cast<long>(std::chrono::duration_cast<std::chrono::milliseconds>(passed).count());
 }
 
 } // namespace support

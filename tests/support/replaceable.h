@@ -1,8 +1,9 @@
 /// \file
 /// C functions that a test may replace for the library under test.
 ///
-/// Each test program defines these functions itself, so the dynamic linker binds the library's calls
-/// to them. A call passes through to the C library unless a test has put something in its place.
+/// Each test program defines these functions itself, so the dynamic linker binds the library's
+/// calls to them. A call passes through to the C library unless a test has put something in its
+/// place.
 #ifndef GPAL_TESTS_SUPPORT_REPLACEABLE_H
 #define GPAL_TESTS_SUPPORT_REPLACEABLE_H
 

@@ -1,0 +1,26 @@
+#!/bin/sh
+# Installs the build into an empty folder, moves it, and builds and runs a client against it from
+# outside the tree: once with find_package, once with pkg-config.
+set -eu
+build=$1
+client=$2
+cmake=$3
+compiler=$4
+
+work=$(mktemp -d)
+trap 'rm -rf "$work"' EXIT
+"$cmake" --install "$build" --prefix "$work/installed" >"$work/log"
+mv "$work/installed" "$work/moved"
+pc=$(dirname "$(find "$work/moved" -name gpal.pc)")
+libraries=$(dirname "$pc")
+
+"$cmake" -S "$client" -B "$work/cmake" -DCMAKE_PREFIX_PATH="$work/moved" \
+    -DCMAKE_CXX_COMPILER="$compiler" >>"$work/log"
+"$cmake" --build "$work/cmake" >>"$work/log"
+"$work/cmake/client"
+
+cd "$work"
+export PKG_CONFIG_PATH="$pc"
+"$compiler" -std=c++17 $(pkg-config --cflags gpal) "$client/client.cpp" -o client \
+    $(pkg-config --libs gpal) "-Wl,-rpath,$libraries"
+./client
