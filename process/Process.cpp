@@ -35,7 +35,7 @@ void checkProgram(const char* path)
 {
     struct stat file {
     };
-    if (stat(path, &file) != 0) {
+    if (path == nullptr || stat(path, &file) != 0) {
         failStart(MISSING, path);
     }
     if ((file.st_mode & (S_IXUSR | S_IXGRP)) == 0) {

@@ -70,6 +70,7 @@ protected:
     {
     public:
         explicit Figure(T value) : m_value(value) {}
+        // NOLINTNEXTLINE(google-explicit-constructor): reads like the number that it is
         operator T() const { return m_value.load(std::memory_order_relaxed); }
         void operator=(T value) { m_value.store(value, std::memory_order_relaxed); }
         void operator+=(T value) { *this = *this + value; }
