@@ -10,7 +10,8 @@ namespace gpal::detail
 void writeToConsole(const std::string& text)
 {
     const CancellationHeldOff whileWriting;
-    std::cout << text << std::flush;
+    // Not "<<": a width or fill that the client has set is meant for the client's own next output.
+    std::cout.write(text.data(), static_cast<std::streamsize>(text.size())).flush();
 }
 
 } // namespace gpal::detail

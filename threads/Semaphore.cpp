@@ -7,8 +7,10 @@
 #include "base/console.h"
 #include "base/locked.h"
 #include "base/time_math.h"
+#include "current_thread.h"
 #include "threads/semaphore_dump.h"
 
+using gpal::detail::currentThread;
 using gpal::detail::locked;
 
 namespace
@@ -96,17 +98,27 @@ void Semaphore::delist()
 int Semaphore::take(int timeoutMs)
 {
     return locked(m_stateMutex, [this, timeoutMs] {
-        const unsigned long self = pthread_self();
         m_takeCount += 1;
-        const bool freeUnit = m_count > 0 && m_waitingCount == 0;
-        const bool ownAlready = m_reentrant && m_owner == self;
-        if (!freeUnit && !ownAlready && !waitForUnit(self, timeoutMs)) {
-            return NOT_AVAILABLE;
+        const unsigned long self = currentThread();
+        if ((m_count > 0 && m_waitingCount == 0) || (m_reentrant && m_owner == self)) {
+            m_owner = self;
+            m_count -= 1;
+            return AVAILABLE;
         }
-        m_owner = self;
-        m_count -= 1;
-        return AVAILABLE;
+        return takeLater(timeoutMs);
     });
+}
+
+/// The rest of a take that has to wait; on its own, so that one that has not saves fewer registers.
+int Semaphore::takeLater(int timeoutMs)
+{
+    const unsigned long self = currentThread();
+    if (!waitForUnit(self, timeoutMs)) {
+        return NOT_AVAILABLE;
+    }
+    m_owner = self;
+    m_count -= 1;
+    return AVAILABLE;
 }
 
 /// Queues the calling thread until there is a unit; returns false when the time ran out first.
@@ -126,6 +138,11 @@ bool Semaphore::waitForUnit(unsigned long self, int timeoutMs)
     locked(m_waitersMutex, [this, self] { m_waitingThreads.erase(m_waitingThreads.find(self)); });
     if (!inTime) {
         m_timeoutCount += 1;
+        // A give may have meant its wake-up for this thread while the time ran out: those who have
+        // queued up behind it meanwhile must not sleep on beside a free unit.
+        if (m_count > 0 && m_waitingCount > 0) {
+            pthread_cond_signal(&m_available);
+        }
     }
     return inTime;
 }
@@ -158,7 +175,7 @@ int Semaphore::give()
         if (m_waitingCount > 0) {
             pthread_cond_signal(&m_available);
         }
-        if (m_count > 0 && m_owner == pthread_self()) {
+        if (m_count > 0 && m_owner == currentThread()) {
             m_owner = 0;
         }
         return 1;

@@ -2,9 +2,10 @@
 
 #include <algorithm>
 
-#include <gpal/CriticalSection.h>
-
 #include "base/cancellation.h"
+#include "base/OwnLock.h"
+
+using gpal::detail::OwnLock;
 
 RunnerIfc::~RunnerIfc() = default;
 
@@ -76,7 +77,7 @@ TimedThreadFactory::~TimedThreadFactory()
 
 TimedThreadIfc* TimedThreadFactory::getNewTimedThread(RunnerIfc* runner)
 {
-    const CriticalSection list(m_listLock);
+    const OwnLock list(m_listLock);
     auto* made = new TimedThread(runner, m_threader, m_waitFactory);
     m_timedThreads.push_back(made);
     return made;
@@ -87,7 +88,7 @@ bool TimedThreadFactory::deleteTimedThread(TimedThreadIfc* timedThread)
     if (timedThread == nullptr) {
         return false;
     }
-    const CriticalSection list(m_listLock);
+    const OwnLock list(m_listLock);
     const auto found = std::find(m_timedThreads.begin(), m_timedThreads.end(), timedThread);
     if (found == m_timedThreads.end()) {
         return false;
@@ -100,7 +101,7 @@ bool TimedThreadFactory::deleteTimedThread(TimedThreadIfc* timedThread)
 bool TimedThreadFactory::killAllTimedThread()
 {
     constexpr int LAST_CHANCE_MS = 10000;
-    const CriticalSection list(m_listLock);
+    const OwnLock list(m_listLock);
     for (TimedThreadIfc* timedThread : m_timedThreads) {
         timedThread->forceTimeoutToExpire();
         timedThread->waitForCompletion(LAST_CHANCE_MS);

@@ -2,12 +2,14 @@
 
 #include <algorithm>
 
-#include <gpal/CriticalSection.h>
 #include <gpal/osTimer.h>
 #include <gpal/osTimerThread.h>
 
 #include "base/cancellation.h"
+#include "base/OwnLock.h"
 #include "base/time_math.h"
+
+using gpal::detail::OwnLock;
 
 namespace
 {
@@ -68,7 +70,7 @@ bool osThreadBasedTimer::start()
     timespec now{};
     clock_gettime(CLOCK_MONOTONIC, &now);
     {
-        const CriticalSection fields(m_lock);
+        const OwnLock fields(m_lock);
         m_expiry = gpal::detail::sum(now, gpal::detail::fromMilliseconds(m_intervalMs));
         m_running = true;
     }
@@ -79,7 +81,7 @@ bool osThreadBasedTimer::start()
 bool osThreadBasedTimer::stop()
 {
     {
-        const CriticalSection fields(m_lock);
+        const OwnLock fields(m_lock);
         m_running = false;
     }
     return m_timerManager->remove(this);
@@ -87,7 +89,7 @@ bool osThreadBasedTimer::stop()
 
 bool osThreadBasedTimer::isRunning()
 {
-    const CriticalSection fields(m_lock);
+    const OwnLock fields(m_lock);
     return m_running;
 }
 
@@ -106,7 +108,7 @@ int osThreadBasedTimer::id() const
 bool osThreadBasedTimer::timerEvent(timespec* now, timespec* next)
 {
     using gpal::detail::isEarlier;
-    const CriticalSection fields(m_lock);
+    const OwnLock fields(m_lock);
     if (isEarlier(*now, m_expiry)) {
         const bool nextIsSet = next->tv_sec != 0 || next->tv_nsec != 0;
         if (!nextIsSet || isEarlier(m_expiry, *next)) {

@@ -154,7 +154,9 @@ void osTimerThread::run()
         m_deadline = timeOn(CLOCK_REALTIME);
         exchangeClockOffset(difference(m_deadline, m_now));
         m_started->give();
-        while (!monitor()) {
+        // Whoever was cancelled in start may have destroyed the monitor before the list was locked
+        // here: that signal has been missed.
+        while (m_stopping == 0 && !monitor()) {
         }
     });
 }

@@ -6,6 +6,7 @@
 #include <atomic>
 #include <pthread.h>
 #include <set>
+#include <type_traits>
 
 #include <gpal/export.h>
 #include <gpal/semaphore_c_api.h>
@@ -73,10 +74,16 @@ protected:
         // NOLINTNEXTLINE(google-explicit-constructor): reads like the number that it is
         operator T() const { return m_value.load(std::memory_order_relaxed); }
         void operator=(T value) { m_value.store(value, std::memory_order_relaxed); }
-        void operator+=(T value) { *this = *this + value; }
-        void operator-=(T value) { *this = *this - value; }
+        // Counts wrap, the signed ones too.
+        void operator+=(T value) { *this = static_cast<T>(bits(*this) + bits(value)); }
+        void operator-=(T value) { *this = static_cast<T>(bits(*this) - bits(value)); }
 
     private:
+        static std::make_unsigned_t<T> bits(T value)
+        {
+            return static_cast<std::make_unsigned_t<T>>(value);
+        }
+
         std::atomic<T> m_value;
     };
 
@@ -106,6 +113,7 @@ protected:
 
 private:
     GPAL_INTERNAL Semaphore(int initialCount, int maxCount, bool reentrant, int isWaitObject);
+    GPAL_INTERNAL __attribute__((noinline)) int takeLater(int timeoutMs);
     GPAL_INTERNAL bool waitForUnit(unsigned long self, int timeoutMs);
     GPAL_INTERNAL bool waitForSignal(int timeoutMs);
 

@@ -28,8 +28,8 @@ public:
 ///
 /// Idle until armed, idle again on expiry (after the callback has returned), when stopped and when
 /// destroyed. All operations may be called from any thread, but not from a callback (see
-/// `timeAble`). `start`, `stop`, `reset` and `isRunning` may have to wait for a callback to return
-/// and are then cancellation points.
+/// `timeAble`). `start`, `stop`, `reset` and `isRunning` may have to wait for a callback to return;
+/// cancellation of the caller is held off meanwhile. None is a cancellation point.
 class GPAL_API osTimerIfc
 {
 public:

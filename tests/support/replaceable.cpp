@@ -82,9 +82,11 @@ int pthread_create(pthread_t* thread, const pthread_attr_t* attributes, void* (*
     return calls::pthread_create(thread, attributes, start, argument);
 }
 
-int pthread_attr_init(pthread_attr_t* attributes) noexcept
+[[gnu::no_sanitize("thread")]] int pthread_attr_init(pthread_attr_t* attributes) noexcept
 {
-    return calls::pthread_attr_init(attributes);
+    // The thread sanitizer calls this one in the threads that it starts.
+    return calls::pthread_attr_init.isReplaced() ? calls::pthread_attr_init(attributes)
+                                                 : calls::pthread_attr_init.original(attributes);
 }
 
 int pthread_cond_wait(pthread_cond_t* condition, pthread_mutex_t* mutex)

@@ -1,0 +1,53 @@
+/// \file
+/// What a person sees of the call.
+#ifndef VOICE_CALL_REPORT_H
+#define VOICE_CALL_REPORT_H
+
+#include <iosfwd>
+#include <string>
+#include <vector>
+
+#include "call.h"
+
+namespace voicecall
+{
+
+/// A line on standard error that shows how far the call is, rewritten in place. Silent unless
+/// standard error is a terminal. Takes the line away in the end.
+class ProgressLine
+{
+public:
+    ProgressLine();
+    ProgressLine(const ProgressLine&) = delete;
+    ProgressLine& operator=(const ProgressLine&) = delete;
+    ~ProgressLine();
+
+    void show(const CallProgress& progress) const;
+
+private:
+    const bool m_isTerminal;
+};
+
+/// Such a line, without what moves the cursor.
+std::string progressText(const CallProgress& progress);
+
+/// The value below or at which \p percent per cent of \p values are; 0 when there are none.
+int percentile(std::vector<int> values, int percent);
+
+/// What the report says beside the call's own figures.
+struct ReportFacts {
+    std::string input;
+    unsigned inputRate;
+    unsigned inputChannels;
+    std::string output;
+    std::size_t samplesWritten;
+    bool asEncoded; ///< the recording equals what was encoded and decoded, sample for sample
+    bool interrupted;
+};
+
+/// Writes the report, all but the list of semaphores.
+void writeReport(std::ostream& out, const ReportFacts& facts, const CallResult& call);
+
+} // namespace voicecall
+
+#endif

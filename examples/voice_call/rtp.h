@@ -1,0 +1,47 @@
+/// \file
+/// The frames of a call as they cross the network: RTP (RFC 3550) with mu-law audio (RFC 3551).
+#ifndef VOICE_CALL_RTP_H
+#define VOICE_CALL_RTP_H
+
+#include <array>
+#include <cstddef>
+#include <cstdint>
+
+namespace voicecall
+{
+
+constexpr int FRAME_MS = 20;
+constexpr std::size_t FRAME_SAMPLES = 160;
+constexpr std::size_t RTP_HEADER_SIZE = 12;
+
+using FramePayload = std::array<std::uint8_t, FRAME_SAMPLES>;
+using RtpPacket = std::array<std::uint8_t, RTP_HEADER_SIZE + FRAME_SAMPLES>;
+
+/// A frame with its place in the call, counted from 0.
+struct Frame {
+    int index = 0;
+    FramePayload payload{};
+};
+
+/// What both ends of a call agreed on about one direction of it. The starting values are chosen at
+/// random, as the RFC wants it.
+struct RtpStream {
+    std::uint32_t source = 0;
+    std::uint16_t firstSequence = 0;
+    std::uint32_t firstTimestamp = 0;
+
+    static RtpStream atRandom();
+};
+
+/// The packet that carries \p frame.
+RtpPacket toPacket(const RtpStream& stream, const Frame& frame);
+
+/// Reads a packet. \p expectedIndex tells which round of the 16-bit sequence number is meant: the
+/// index that comes out is the nearest to it. Returns false, with \p frame unchanged, for anything
+/// that is no frame of \p stream.
+bool fromPacket(const RtpStream& stream, const std::uint8_t* packet, std::size_t size,
+                int expectedIndex, Frame& frame);
+
+} // namespace voicecall
+
+#endif

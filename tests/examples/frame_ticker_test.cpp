@@ -1,0 +1,63 @@
+#include <algorithm>
+#include <gtest/gtest.h>
+#include <thread>
+
+#include <gpal/osTimerThread.h>
+
+#include "frame_ticker.h"
+
+#include "support/observed.h"
+
+using support::millisecondsSince;
+
+class FrameTicker : public testing::Test
+{
+protected:
+    FrameTicker() { m_monitor.start(); }
+
+    osTimerThread m_monitor;
+    voicecall::FrameTicker m_ticker;
+};
+
+TEST_F(FrameTicker, givesEachTickAtItsTimeOrLaterNeverBefore)
+{
+    const auto start = std::chrono::steady_clock::now();
+    m_ticker.start(20);
+    for (int tick = 0; tick < 20; ++tick) {
+        EXPECT_GE(m_ticker.waitForTick(), 0) << tick;
+        EXPECT_GE(millisecondsSince(start), 60 + 20 * tick) << tick;
+    }
+    EXPECT_LT(millisecondsSince(start), 5000);
+}
+
+TEST_F(FrameTicker, returnsToTheScheduleAfterADelay)
+{
+    constexpr int TICKS = 25;
+    m_ticker.start(TICKS);
+    m_ticker.waitForTick();
+    std::this_thread::sleep_for(std::chrono::milliseconds(200));
+    int leastLate = m_ticker.waitForTick();
+    EXPECT_GE(leastLate, 170000); // it was due 20 ms after the first
+    for (int tick = 2; tick < TICKS; ++tick) {
+        leastLate = std::min(leastLate, m_ticker.waitForTick());
+    }
+    // Ticks counted from the delayed ones would all be late by 100 ms and more.
+    EXPECT_LT(leastLate, 50000);
+}
+
+TEST_F(FrameTicker, armsNoTimerPastTheLastTick)
+{
+    m_ticker.start(5);
+    for (int tick = 0; tick < 5; ++tick) {
+        m_ticker.waitForTick();
+    }
+    EXPECT_LE(m_monitor.numItems(), 1); // the monitor may not have dropped the last one yet
+}
+
+TEST_F(FrameTicker, servesACallShorterThanARound)
+{
+    m_ticker.start(2);
+    EXPECT_LE(m_monitor.numItems(), 2);
+    m_ticker.waitForTick();
+    m_ticker.waitForTick();
+}

@@ -1,0 +1,57 @@
+/// \file
+/// Runs the example program the way a person does.
+#ifndef GPAL_TESTS_EXAMPLES_PROGRAM_RUN_H
+#define GPAL_TESTS_EXAMPLES_PROGRAM_RUN_H
+
+#include <string>
+#include <sys/types.h>
+#include <vector>
+
+/// A directory of its own, with all that is in it removed in the end.
+class WorkDirectory
+{
+public:
+    WorkDirectory();
+    WorkDirectory(const WorkDirectory&) = delete;
+    WorkDirectory& operator=(const WorkDirectory&) = delete;
+    ~WorkDirectory();
+
+    std::string path(const std::string& name) const { return m_path + "/" + name; }
+    const std::string& path() const { return m_path; }
+
+private:
+    std::string m_path;
+};
+
+std::string contentsOf(const std::string& path);
+
+/// The program, started in a directory, with its output in files there; standard error is a
+/// terminal if asked for.
+class ProgramRun
+{
+public:
+    enum Errors { ERRORS_IN_FILE, ERRORS_ON_TERMINAL };
+
+    ProgramRun(const WorkDirectory& directory, const std::vector<std::string>& arguments,
+               Errors errors = ERRORS_IN_FILE);
+    ProgramRun(const ProgramRun&) = delete;
+    ProgramRun& operator=(const ProgramRun&) = delete;
+    /// Kills a program that is still running.
+    ~ProgramRun();
+
+    pid_t id() const { return m_id; }
+    /// Waits for the end. Returns the exit status; minus the signal that killed it.
+    int wait();
+
+    std::string output() const { return contentsOf(m_directory.path("stdout")); }
+    /// What the program has written to standard error so far.
+    std::string errors();
+
+private:
+    const WorkDirectory& m_directory;
+    int m_terminal = -1;
+    std::string m_terminalText;
+    pid_t m_id = -1;
+};
+
+#endif

@@ -1,0 +1,235 @@
+#include <algorithm>
+#include <chrono>
+#include <cmath>
+#include <csignal>
+#include <cstdlib>
+#include <fstream>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "g711.h"
+#include "program_run.h"
+#include "resample.h"
+#include "wav_file.h"
+
+#include "support/observed.h"
+
+using testing::ContainsRegex;
+using testing::EndsWith;
+using testing::HasSubstr;
+using testing::Not;
+using testing::StartsWith;
+using voicecall::WavAudio;
+
+namespace
+{
+
+/// Audio in which no two stretches are alike.
+WavAudio sweep(unsigned rate, unsigned channels, int milliseconds)
+{
+    WavAudio audio{rate, channels, {}};
+    const std::size_t frames = static_cast<std::size_t>(milliseconds) * rate / 1000;
+    for (std::size_t i = 0; i < frames; ++i) {
+        const double time = static_cast<double>(i) / rate;
+        for (unsigned channel = 0; channel < channels; ++channel) {
+            audio.samples.push_back(
+                static_cast<std::int16_t>(12000 * std::sin((2000 + 3000 * time) * time + channel)));
+        }
+    }
+    return audio;
+}
+
+std::vector<std::int16_t> asEncodedAndDecoded(const WavAudio& audio)
+{
+    return voicecall::muLawDecode(voicecall::muLawEncode(
+        voicecall::toTelephoneRate(voicecall::toMono(audio), audio.sampleRate)));
+}
+
+void writeBytes(const std::string& path, const std::vector<std::uint8_t>& bytes)
+{
+    std::ofstream file(path, std::ios::binary);
+    file.write(reinterpret_cast<const char*>(bytes.data()),
+               static_cast<std::streamsize>(bytes.size()));
+}
+
+/// The number behind the last \p label in what the program printed; -1 when there is none.
+int figure(const std::string& text, const std::string& label)
+{
+    const std::size_t at = text.rfind(label);
+    return at == std::string::npos ? -1 : std::atoi(text.c_str() + at + label.size());
+}
+
+} // namespace
+
+class VoiceCall : public testing::Test
+{
+protected:
+    void writeInput(const WavAudio& audio)
+    {
+        writeBytes(m_directory.path("in.wav"), voicecall::formatWav(audio));
+    }
+
+    void expectPerfectCall(const WavAudio& audio, int frames)
+    {
+        writeInput(audio);
+        ProgramRun run(m_directory, {"in.wav", "--output", "out.wav"});
+        EXPECT_EQ(run.wait(), 0);
+        EXPECT_EQ(run.errors(), "");
+        const WavAudio received = voicecall::readWavFile(m_directory.path("out.wav"));
+        EXPECT_EQ(received.sampleRate, 8000U);
+        EXPECT_EQ(received.channels, 1U);
+        EXPECT_EQ(received.samples, asEncodedAndDecoded(audio));
+        EXPECT_EQ(figure(run.output(), "Frames sent:"), frames);
+        EXPECT_EQ(figure(run.output(), "Frames received:"), frames);
+        EXPECT_EQ(figure(run.output(), "Frames lost:"), 0);
+    }
+
+    /// The program refuses with status 2 and one line on standard error, and writes nothing else.
+    std::string complaint(const std::vector<std::string>& arguments)
+    {
+        ProgramRun run(m_directory, arguments);
+        EXPECT_EQ(run.wait(), 2);
+        EXPECT_EQ(run.output(), "");
+        const std::string errors = run.errors();
+        EXPECT_EQ(std::count(errors.begin(), errors.end(), '\n'), 1) << errors;
+        EXPECT_THAT(errors, EndsWith("\n"));
+        return errors;
+    }
+
+    WorkDirectory m_directory;
+};
+
+TEST_F(VoiceCall, carriesAMonoRecordingUnchanged)
+{
+    expectPerfectCall(sweep(48000, 1, 405), 21); // the last frame is a quarter full
+}
+
+TEST_F(VoiceCall, carriesAStereoRecordingUnchanged)
+{
+    expectPerfectCall(sweep(44100, 2, 400), 20);
+}
+
+TEST_F(VoiceCall, carriesARecordingAtTheTelephoneRateUnchanged)
+{
+    expectPerfectCall(sweep(8000, 1, 40), 2);
+}
+
+TEST_F(VoiceCall, reportsTicksThreadsAndSemaphores)
+{
+    writeInput(sweep(8000, 1, 200));
+    ProgramRun run(m_directory, {"in.wav"});
+    EXPECT_EQ(run.wait(), 0);
+    const std::string report = run.output();
+    EXPECT_THAT(report, StartsWith("Call completed.\nInput:            in.wav (8000 Hz, mono"));
+    EXPECT_THAT(report,
+                HasSubstr("\nOutput:           voice_call.wav (8000 Hz, mono, 1600 samples"));
+    EXPECT_THAT(report, HasSubstr("equal to the encoded and decoded input, sample for sample\n"));
+    EXPECT_THAT(report, ContainsRegex("Tick lateness: *median [0-9.]+ ms, 99th percentile "
+                                      "[0-9.]+ ms, maximum [0-9.]+ ms\n"));
+    for (const char* thread :
+         {"timer monitor TIMER  nice", "sender        VOICE  nice", "receiver      VOICE  nice",
+          "recorder      NORMAL nice", "drain         LOW    nice   9\n"}) {
+        EXPECT_THAT(report, HasSubstr(thread));
+    }
+    EXPECT_THAT(report, HasSubstr("Type                      = Semaphore\n"));
+    EXPECT_THAT(report, HasSubstr("Type                      = Wait\n"));
+}
+
+TEST_F(VoiceCall, showsProgressOnATerminalAndTakesItAwayAgain)
+{
+    writeInput(sweep(8000, 1, 600));
+    ProgramRun run(m_directory, {"in.wav"}, ProgramRun::ERRORS_ON_TERMINAL);
+    EXPECT_TRUE(support::eventually([&run] { return figure(run.errors(), "received ") > 0; }));
+    EXPECT_EQ(run.wait(), 0);
+    EXPECT_THAT(run.errors(), StartsWith("\r[...."));
+    EXPECT_THAT(run.errors(), HasSubstr(" s of 0.60 s, received "));
+    EXPECT_THAT(run.errors(), EndsWith("\r\033[K"));
+    EXPECT_THAT(run.errors(), Not(HasSubstr("\n")));
+}
+
+TEST_F(VoiceCall, namesAFileThatIsMissing)
+{
+    EXPECT_EQ(complaint({"none.wav"}), "voice_call: none.wav: No such file or directory\n");
+}
+
+TEST_F(VoiceCall, namesAFileThatIsTruncated)
+{
+    std::vector<std::uint8_t> bytes = voicecall::formatWav(sweep(8000, 1, 100));
+    bytes.pop_back();
+    writeBytes(m_directory.path("in.wav"), bytes);
+    EXPECT_THAT(complaint({"in.wav"}), StartsWith("voice_call: in.wav: is truncated"));
+    EXPECT_EQ(contentsOf(m_directory.path("voice_call.wav")), "");
+}
+
+TEST_F(VoiceCall, namesAFileThatIsNotPcm)
+{
+    std::vector<std::uint8_t> bytes = voicecall::formatWav(sweep(8000, 1, 100));
+    bytes[20] = 3;
+    writeBytes(m_directory.path("in.wav"), bytes);
+    EXPECT_EQ(complaint({"in.wav"}),
+              "voice_call: in.wav: is not PCM audio (format 3, floating point)\n");
+}
+
+TEST_F(VoiceCall, findsOutBeforeTheCallThatItsOutputCanNotBeWritten)
+{
+    writeInput(sweep(8000, 1, 60000));
+    EXPECT_EQ(complaint({"in.wav", "--output", "none/out.wav"}),
+              "voice_call: cannot write none/out.wav: No such file or directory\n");
+}
+
+TEST_F(VoiceCall, saysThatTheDiskIsFull)
+{
+    writeInput(sweep(8000, 1, 40));
+    EXPECT_EQ(complaint({"in.wav", "--output", "/dev/full"}),
+              "voice_call: cannot write /dev/full: No space left on device\n");
+}
+
+TEST_F(VoiceCall, doesNotOverwriteItsInput)
+{
+    writeInput(sweep(8000, 1, 40));
+    EXPECT_THAT(complaint({"in.wav", "--output", "./in.wav"}), HasSubstr("is the input"));
+    EXPECT_EQ(voicecall::readWavFile(m_directory.path("in.wav")).samples.size(), 320U);
+}
+
+TEST_F(VoiceCall, answersAnUnknownOptionWithItsUsage)
+{
+    EXPECT_EQ(complaint({"--loud"}), "usage: voice_call [--output FILE] [--help] [WAV]\n");
+    EXPECT_EQ(complaint({"a.wav", "b.wav"}), "usage: voice_call [--output FILE] [--help] [WAV]\n");
+}
+
+TEST_F(VoiceCall, explainsItself)
+{
+    ProgramRun run(m_directory, {"--help"});
+    EXPECT_EQ(run.wait(), 0);
+    EXPECT_THAT(run.output(), StartsWith("usage: voice_call [--output FILE] [--help] [WAV]\n"));
+    EXPECT_THAT(run.output(), HasSubstr("Exit status: 0"));
+    EXPECT_EQ(run.errors(), "");
+}
+
+class InterruptedVoiceCall : public VoiceCall, public testing::WithParamInterface<int>
+{
+};
+
+TEST_P(InterruptedVoiceCall, endsSoonWithAReportAndAllThatWasReceived)
+{
+    const WavAudio input = sweep(8000, 1, 60000);
+    writeInput(input);
+    ProgramRun run(m_directory, {"in.wav"}, ProgramRun::ERRORS_ON_TERMINAL);
+    ASSERT_TRUE(support::eventually([&run] { return figure(run.errors(), "received ") > 0; }));
+    const auto start = std::chrono::steady_clock::now();
+    ASSERT_EQ(kill(run.id(), GetParam()), 0);
+    EXPECT_EQ(run.wait(), 128 + GetParam());
+    EXPECT_LT(support::millisecondsSince(start), 2000);
+
+    EXPECT_THAT(run.output(), StartsWith("Call hung up early.\n"));
+    EXPECT_THAT(run.output(), HasSubstr("equal to the encoded and decoded input"));
+    const int sent = figure(run.output(), "Frames sent:");
+    EXPECT_GT(sent, 0);
+    EXPECT_LT(sent, 3000);
+    EXPECT_EQ(figure(run.output(), "Frames received:"), sent);
+    std::vector<std::int16_t> expected = asEncodedAndDecoded(input);
+    expected.resize(static_cast<std::size_t>(sent) * 160);
+    EXPECT_EQ(voicecall::readWavFile(m_directory.path("voice_call.wav")).samples, expected);
+}
+
+INSTANTIATE_TEST_SUITE_P(byEachSignal, InterruptedVoiceCall, testing::Values(SIGINT, SIGTERM));

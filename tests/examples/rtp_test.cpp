@@ -1,0 +1,95 @@
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "rtp.h"
+
+using namespace voicecall;
+
+namespace
+{
+
+RtpStream streamFrom(unsigned firstSequence)
+{
+    RtpStream stream;
+    stream.source = 0x01020304;
+    stream.firstSequence = static_cast<std::uint16_t>(firstSequence);
+    stream.firstTimestamp = 0xFFFFFFF0;
+    return stream;
+}
+
+Frame frameAt(int index)
+{
+    Frame frame;
+    frame.index = index;
+    frame.payload.fill(static_cast<std::uint8_t>(index));
+    return frame;
+}
+
+bool isFrame(const RtpStream& stream, const RtpPacket& packet)
+{
+    Frame frame;
+    return fromPacket(stream, packet.data(), packet.size(), 0, frame);
+}
+
+} // namespace
+
+TEST(Rtp, hasTheHeaderOfTheStandardInNetworkOrder)
+{
+    const RtpPacket first = toPacket(streamFrom(0x1234), frameAt(0));
+    const std::vector<std::uint8_t> header(first.begin(), first.begin() + 12);
+    EXPECT_THAT(header,
+                testing::ElementsAre(0x80, 0x80, 0x12, 0x34, 0xFF, 0xFF, 0xFF, 0xF0, 1, 2, 3, 4));
+    const RtpPacket next = toPacket(streamFrom(0x1234), frameAt(1));
+    const std::vector<std::uint8_t> nextHeader(next.begin(), next.begin() + 12);
+    EXPECT_THAT(nextHeader,
+                testing::ElementsAre(0x80, 0x00, 0x12, 0x35, 0x00, 0x00, 0x00, 0x90, 1, 2, 3, 4));
+    EXPECT_EQ(next[12], 1);
+    EXPECT_EQ(next[171], 1);
+}
+
+TEST(Rtp, findsTheIndexAcrossTheWrapOfTheSequenceNumber)
+{
+    for (const unsigned firstSequence : {0U, 1U, 0x7FFFU, 0x8000U, 65535U}) {
+        const RtpStream stream = streamFrom(firstSequence);
+        for (const int index : {0, 1, 32767, 65535, 65536, 70000, 200000}) {
+            for (const int offset : {-30000, -2, 0, 2, 30000}) {
+                const RtpPacket packet = toPacket(stream, frameAt(index));
+                Frame frame;
+                ASSERT_TRUE(
+                    fromPacket(stream, packet.data(), packet.size(), index + offset, frame));
+                ASSERT_EQ(frame.index, index);
+                ASSERT_EQ(frame.payload, frameAt(index).payload);
+            }
+        }
+    }
+}
+
+TEST(Rtp, takesNoPacketThatIsNotOfTheStream)
+{
+    const RtpStream stream = streamFrom(7);
+    const RtpPacket good = toPacket(stream, frameAt(0));
+    ASSERT_TRUE(isFrame(stream, good));
+    for (const std::size_t at : {0U, 3U, 7U, 8U, 11U}) {
+        RtpPacket bad = good;
+        bad[at] ^= 1;
+        EXPECT_FALSE(isFrame(stream, bad)) << at;
+    }
+    RtpPacket otherCodec = good;
+    otherCodec[1] = 8;
+    EXPECT_FALSE(isFrame(stream, otherCodec));
+    Frame frame;
+    for (const std::size_t size : {std::size_t{0}, std::size_t{12}, good.size() - 1}) {
+        EXPECT_FALSE(fromPacket(stream, good.data(), size, 0, frame)) << size;
+    }
+}
+
+TEST(Rtp, takesNoPacketFromBeforeTheFirst)
+{
+    const RtpPacket early = toPacket(streamFrom(6), frameAt(0));
+    EXPECT_FALSE(isFrame(streamFrom(7), early));
+}
+
+TEST(Rtp, startsEachStreamElsewhere)
+{
+    EXPECT_NE(RtpStream::atRandom().source, RtpStream::atRandom().source);
+}

@@ -1,0 +1,140 @@
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "call.h"
+#include "g711.h"
+
+#include "support/observed.h"
+
+using namespace voicecall;
+
+namespace
+{
+
+Frame frameAt(int index, std::uint8_t code)
+{
+    Frame frame;
+    frame.index = index;
+    frame.payload.fill(code);
+    return frame;
+}
+
+const std::uint8_t CODE = 0x80;
+const std::int16_t SAMPLE = 32124;
+
+} // namespace
+
+TEST(Recorder, putsFramesAtTheirPlacesAndLeavesSilenceForLostOnes)
+{
+    FrameQueue queue;
+    Recorder recorder(queue, 5);
+    const std::unique_ptr<ThreaderIfc> threader(ThreaderFactory().createNewThreader());
+    ASSERT_TRUE(recorder.start(*threader));
+    for (const int index : {0, 3, 1, 3, 9}) { // 2 is lost, 1 is late, 3 comes twice, 9 is too far
+        queue.put(frameAt(index, CODE));
+    }
+    EXPECT_TRUE(recorder.waitForFrames(3, 5000));
+    EXPECT_FALSE(recorder.waitForFrames(4, 20));
+    queue.close();
+    recorder.join();
+    EXPECT_EQ(recorder.received(), 3);
+    EXPECT_EQ(recorder.reordered(), 1);
+    EXPECT_EQ(recorder.duplicates(), 1);
+    const std::vector<std::int16_t> audio = recorder.audio(4);
+    ASSERT_EQ(audio.size(), 640U);
+    for (std::size_t i = 0; i < audio.size(); ++i) {
+        ASSERT_EQ(audio[i], i / 160 == 2 ? 0 : SAMPLE) << i;
+    }
+}
+
+TEST(Receiver, handsOverFramesOfItsCallAndCountsAllOtherPackets)
+{
+    FrameQueue queue;
+    Receiver receiver(RtpStream::atRandom(), queue);
+    const MediaSocket peer;
+    const MediaSocket stranger;
+    receiver.acceptFrom(peer.port());
+    const std::unique_ptr<ThreaderIfc> threader(ThreaderFactory().createNewThreader());
+    ASSERT_TRUE(receiver.start(*threader));
+    const RtpPacket packet = toPacket(receiver.stream(), frameAt(0, CODE));
+    const std::uint8_t noise[] = {1, 2, 3};
+    ASSERT_TRUE(stranger.send(packet.data(), packet.size(), receiver.port()));
+    ASSERT_TRUE(peer.send(noise, sizeof(noise), receiver.port()));
+    ASSERT_TRUE(peer.send(noise, 0, receiver.port()));
+    ASSERT_TRUE(peer.send(packet.data(), packet.size(), receiver.port()));
+    Frame frame;
+    ASSERT_TRUE(queue.take(frame));
+    EXPECT_EQ(frame.payload, frameAt(0, CODE).payload);
+    EXPECT_EQ(receiver.foreign(), 3);
+    receiver.stop();
+    receiver.join();
+}
+
+TEST(Sender, fillsTheLastFrameUpWithSilence)
+{
+    osTimerThread monitor;
+    monitor.start();
+    const MediaSocket peer;
+    const std::vector<std::uint8_t> codes(170, CODE);
+    const RtpStream stream = RtpStream::atRandom();
+    Sender sender(stream, codes, peer.port());
+    EXPECT_EQ(sender.frames(), 2);
+    const std::unique_ptr<ThreaderIfc> threader(ThreaderFactory().createNewThreader());
+    ASSERT_TRUE(sender.start(*threader));
+    Frame frame;
+    for (int index = 0; index < 2; ++index) {
+        RtpPacket packet{};
+        std::uint16_t from = 0;
+        ASSERT_EQ(peer.receive(packet.data(), packet.size(), 10000, from), 172);
+        EXPECT_EQ(from, sender.port());
+        ASSERT_TRUE(fromPacket(stream, packet.data(), packet.size(), index, frame));
+        ASSERT_EQ(frame.index, index);
+    }
+    const std::vector<std::uint8_t> last(frame.payload.begin(), frame.payload.end());
+    EXPECT_EQ(std::count(last.begin(), last.begin() + 10, CODE), 10);
+    EXPECT_EQ(std::count(last.begin() + 10, last.end(), MU_LAW_SILENCE), 150);
+    sender.join();
+    EXPECT_EQ(sender.lateness().size(), 2U);
+}
+
+TEST(Call, carriesTheAudioAndAsksWhetherToGoOn)
+{
+    TimerMonitor monitor;
+    monitor.start();
+    const std::vector<std::uint8_t> codes(1600, CODE);
+    Call call(codes);
+    int asked = 0;
+    const CallResult result = call.run([&asked](const CallProgress& progress) {
+        EXPECT_EQ(progress.frames, 10);
+        ++asked;
+        return true;
+    });
+    EXPECT_GE(asked, 2);
+    EXPECT_EQ(result.sent, 10);
+    EXPECT_EQ(result.received, 10);
+    EXPECT_EQ(result.lost(), 0);
+    EXPECT_TRUE(result.drained);
+    EXPECT_EQ(result.lateness.size(), 10U);
+    EXPECT_EQ(result.audio, std::vector<std::int16_t>(1600, SAMPLE));
+    ASSERT_EQ(result.threads.size(), 4U);
+    EXPECT_EQ(result.threads[0].level, "VOICE");
+    EXPECT_EQ(result.threads[0].wantedNice, -16);
+    EXPECT_EQ(result.threads[3].level, "LOW");
+    EXPECT_EQ(result.threads[3].nice, 9); // raising its nice value is anybody's right
+}
+
+TEST(Call, endsWhenItIsToldTo)
+{
+    TimerMonitor monitor;
+    monitor.start();
+    const std::vector<std::uint8_t> codes(160000, CODE); // 20 s
+    Call call(codes);
+    const auto start = std::chrono::steady_clock::now();
+    const CallResult result =
+        call.run([](const CallProgress& progress) { return progress.received < 3; });
+    EXPECT_LT(support::millisecondsSince(start), 15000);
+    EXPECT_GE(result.sent, 3);
+    EXPECT_LT(result.sent, result.frames);
+    EXPECT_EQ(result.received, result.sent);
+    EXPECT_EQ(result.audio.size(), static_cast<std::size_t>(result.sent) * 160);
+}

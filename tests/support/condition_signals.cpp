@@ -1,0 +1,22 @@
+#include "support/condition_signals.h"
+
+namespace support::calls
+{
+
+Replaceable<int(pthread_cond_t*)> pthread_cond_signal("pthread_cond_signal");
+Replaceable<int(pthread_cond_t*)> pthread_cond_broadcast("pthread_cond_broadcast");
+
+} // namespace support::calls
+
+extern "C" {
+
+int pthread_cond_signal(pthread_cond_t* condition) noexcept
+{
+    return support::calls::pthread_cond_signal(condition);
+}
+
+int pthread_cond_broadcast(pthread_cond_t* condition) noexcept
+{
+    return support::calls::pthread_cond_broadcast(condition);
+}
+}

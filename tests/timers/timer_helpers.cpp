@@ -1,0 +1,126 @@
+#include "timers/timer_helpers.h"
+
+#include <cstdio>
+
+#include "support/replaceable.h"
+
+namespace calls = support::calls;
+
+namespace timertest
+{
+namespace
+{
+
+thread_local bool onMonitorThread = false;
+
+void sleepMilliseconds(long milliseconds)
+{
+    const timespec time{0, milliseconds * 1000000};
+    calls::nanosleep.original(&time, nullptr);
+}
+
+time_t realSeconds()
+{
+    timespec now{};
+    calls::clock_gettime.original(CLOCK_MONOTONIC, &now);
+    return now.tv_sec;
+}
+
+struct CancelledRun {
+    const std::function<void()>& body;
+    bool completed;
+};
+
+void* runCancelled(void* argument)
+{
+    auto& run = *static_cast<CancelledRun*>(argument);
+    pthread_cancel(pthread_self());
+    run.body();
+    run.completed = true;
+    pthread_testcancel();
+    return nullptr;
+}
+
+} // namespace
+
+bool soon(const std::function<bool()>& condition)
+{
+    constexpr time_t PATIENCE_SECONDS = 10;
+    const time_t start = realSeconds();
+    while (!condition()) {
+        if (realSeconds() - start > PATIENCE_SECONDS) {
+            return condition();
+        }
+        sleepMilliseconds(1);
+    }
+    return true;
+}
+
+void allowForMistakes()
+{
+    sleepMilliseconds(20);
+}
+
+std::string text(const timespec& time)
+{
+    char buffer[64];
+    std::snprintf(buffer, sizeof buffer, "%ld.%09ld", static_cast<long>(time.tv_sec),
+                  static_cast<long>(time.tv_nsec));
+    return buffer;
+}
+
+int Receiver::timerExpired(osTimerIfc* timer)
+{
+    if (m_during) {
+        m_during(timer);
+    }
+    const std::lock_guard<std::mutex> guard(m_mutex);
+    m_owners.push_back(timer);
+    m_lastThread = pthread_self();
+    return m_result;
+}
+
+std::vector<osTimerIfc*> Receiver::owners() const
+{
+    const std::lock_guard<std::mutex> guard(m_mutex);
+    return m_owners;
+}
+
+pthread_t Receiver::lastThread() const
+{
+    const std::lock_guard<std::mutex> guard(m_mutex);
+    return m_lastThread;
+}
+
+void Gate::enter()
+{
+    m_occupied = true;
+    soon([this] { return m_open.load(); });
+}
+
+void Monitor::run()
+{
+    struct EndMark {
+        std::atomic<bool>& ended;
+        ~EndMark() { ended = true; }
+    } const mark{m_ended};
+    onMonitorThread = true;
+    osTimerThread::run();
+}
+
+bool Monitor::isCurrentThread()
+{
+    return onMonitorThread;
+}
+
+bool completesWhenCancelled(const std::function<void()>& body)
+{
+    CancelledRun run{body, false};
+    pthread_t thread{};
+    pthread_create(&thread, nullptr, runCancelled, &run);
+    void* result = nullptr;
+    pthread_join(thread, &result);
+    return run.completed && result == PTHREAD_CANCELED;
+}
+
+} // namespace timertest
