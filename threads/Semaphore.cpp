@@ -138,11 +138,6 @@ bool Semaphore::waitForUnit(unsigned long self, int timeoutMs)
     locked(m_waitersMutex, [this, self] { m_waitingThreads.erase(m_waitingThreads.find(self)); });
     if (!inTime) {
         m_timeoutCount += 1;
-        // A give may have meant its wake-up for this thread while the time ran out: those who have
-        // queued up behind it meanwhile must not sleep on beside a free unit.
-        if (m_count > 0 && m_waitingCount > 0) {
-            pthread_cond_signal(&m_available);
-        }
     }
     return inTime;
 }

@@ -31,7 +31,7 @@ void reportEscapedException(const std::type_info& body, const char* what)
 
 // Cancellation comes as an exception without an object, which the sanitizer would take the first
 // handler's reference to miss. Inlined, the function would be looked at as part of its caller.
-[[gnu::noinline, gnu::no_sanitize("null")]] void runGuarded(Threadable& body)
+__attribute__((noinline, no_sanitize("null"))) void runGuarded(Threadable& body)
 {
     const std::type_info& type = typeid(body); // an escaping exception may have outlived the body
     try {

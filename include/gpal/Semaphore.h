@@ -21,7 +21,9 @@
 ///
 /// A thread that is cancelled inside `take` releases the semaphore's locks but stays counted as
 /// waiting. While a thread counts as waiting, `take` does not use a free unit at once but queues
-/// until the next `give` signals it.
+/// until the next `give` signals it; likewise behind a thread whose time runs out at the moment in
+/// which it is given a unit. Locks that can lose a waiter that way are best taken with cancellation
+/// held off (`Threader::protectFromDestroy`) and without a time limit.
 class GPAL_API Semaphore
 {
 public:

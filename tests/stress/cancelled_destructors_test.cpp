@@ -1,6 +1,7 @@
 #include <atomic>
 #include <functional>
 #include <memory>
+#include <vector>
 
 #include <gpal/gpal.h>
 
@@ -140,9 +141,10 @@ TEST_F(CancelledDestructor, ofAFactoryGivesTheWorkItsLastChance)
     auto factory = std::make_unique<TimedThreadFactory>();
     StubbornWork work;
     // The factory forgets its timed threads, which can't be deleted after it.
-    static TimedThreadIfc* timed = nullptr;
-    timed = factory->getNewTimedThread(&work);
-    LayerThread client([] { EXPECT_EQ(timed->runForAMaximumOf(-1), 1); });
+    static auto* const forgotten = new std::vector<TimedThreadIfc*>;
+    TimedThreadIfc* timed = factory->getNewTimedThread(&work);
+    forgotten->push_back(timed);
+    LayerThread client([&] { EXPECT_EQ(timed->runForAMaximumOf(-1), 1); });
     work.awaitStart();
     EXPECT_TRUE(eventually([&] { return client.isAsleep(); }));
     cancelIn([&] { factory.reset(); }, [&] { work.letGo(); });

@@ -157,9 +157,10 @@ TEST_F(CancelledWaiter, thatIsProtectedWaitsOn)
 
 using WaitingTooLong = CancelledWaiter;
 
-TEST_F(WaitingTooLong, takesNoUnitAwayFromThoseWhoQueuedBehind)
+TEST_F(WaitingTooLong, leavesTheUnitOfAMissedWakeUpToTheNextGive)
 {
-    // The time of the first thread runs out while a unit has just been given to it.
+    // The time of the first thread runs out while a unit has just been given to it. Only a give
+    // wakes the one that queued up behind it meanwhile.
     std::atomic<bool> timeIsUp{false};
     const support::Replacement wait(
         support::calls::pthread_cond_timedwait,
@@ -177,6 +178,10 @@ TEST_F(WaitingTooLong, takesNoUnitAwayFromThoseWhoQueuedBehind)
     EXPECT_TRUE(eventually([&] { return patient.isAsleep(); }));
     timeIsUp = true;
     impatient.join();
+    EXPECT_TRUE(patient.isAsleep());
+    EXPECT_EQ(figuresOf(m_awaited).count, 1);
+    EXPECT_EQ(figuresOf(m_awaited).waiting, 1);
+    m_awaited.give();
     patient.join();
     EXPECT_EQ(figuresOf(m_awaited).waiting, 0);
 }

@@ -23,10 +23,7 @@ namespace
 {
 
 constexpr int WORKERS = 16;
-constexpr int MONITORS = 1;
 constexpr int UNITS = 4;
-/// The thread sanitizer starts a thread of its own with the first of the program.
-constexpr int SANITIZER_THREADS = stress::UNDER_THREAD_SANITIZER ? 1 : 0;
 
 // Sanitizers keep what was freed and what was accessed; the leak sanitizer does the looking then.
 #ifdef __SANITIZE_ADDRESS__
@@ -295,12 +292,6 @@ struct Resources {
 class Endurance : public stress::LayerTest
 {
 protected:
-    void SetUp() override
-    {
-        LayerTest::SetUp();
-        m_threadsBefore = threadsInUse();
-    }
-
     /// Lets the workers come to rest, looks at what the process uses and lets them go on.
     Resources resourcesAtRest(Shared& shared, const Workers& workers) const
     {
@@ -308,7 +299,7 @@ protected:
         for (int i = 0; i < WORKERS; ++i) {
             shared.arrived.take(-1);
         }
-        expectNoThreadsBut(MONITORS + WORKERS); // detached ones may be on their last instructions
+        expectNoNewThreadsBut(WORKERS); // detached ones may be on their last instructions
         EXPECT_TRUE(eventually([&] { return shared.monitor->numItems() == 0; }));
         Resources used{threadsInUse(), entriesIn("/proc/self/fd"), kilobytesInUse(), {}};
         for (const auto& worker : workers) {
@@ -321,9 +312,9 @@ protected:
         return used;
     }
 
-    void expectNoThreadsBut(int threads) const
+    void expectNoNewThreadsBut(int threads) const
     {
-        const int expected = m_threadsBefore + SANITIZER_THREADS + threads;
+        const int expected = m_threadsBefore + threads;
         EXPECT_TRUE(eventually([&] { return threadsInUse() == expected; }))
             << threadsInUse() << " threads in place of " << expected;
     }
@@ -338,6 +329,7 @@ TEST_F(Endurance, ofSixteenThreadsForTenSecondsGrowsNothing)
     const Muted console;
     osTimerThread monitor;
     monitor.start();
+    m_threadsBefore = threadsInUse();
     Shared shared;
     shared.monitor = &monitor;
     const auto start = std::chrono::steady_clock::now();
@@ -352,7 +344,7 @@ TEST_F(Endurance, ofSixteenThreadsForTenSecondsGrowsNothing)
     const Resources last = resourcesAtRest(shared, workers);
     shared.over = true;
     workers.clear();
-    expectNoThreadsBut(MONITORS);
+    expectNoNewThreadsBut(0);
 
     EXPECT_EQ(last.threads, first.threads);
     EXPECT_EQ(last.descriptors, first.descriptors);

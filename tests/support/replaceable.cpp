@@ -82,7 +82,7 @@ int pthread_create(pthread_t* thread, const pthread_attr_t* attributes, void* (*
     return calls::pthread_create(thread, attributes, start, argument);
 }
 
-[[gnu::no_sanitize("thread")]] int pthread_attr_init(pthread_attr_t* attributes) noexcept
+__attribute__((no_sanitize("thread"))) int pthread_attr_init(pthread_attr_t* attributes) noexcept
 {
     // The thread sanitizer calls this one in the threads that it starts.
     return calls::pthread_attr_init.isReplaced() ? calls::pthread_attr_init(attributes)

@@ -41,7 +41,7 @@ public:
     // The next two are not for the thread sanitizer to watch: it calls a replaceable function
     // itself in threads that it has not set up yet.
 
-    [[gnu::no_sanitize("thread")]] Result original(Arguments... arguments)
+    __attribute__((no_sanitize("thread"))) Result original(Arguments... arguments)
     {
         auto* found = __atomic_load_n(&m_original, __ATOMIC_RELAXED);
         if (found == nullptr) {
@@ -51,7 +51,7 @@ public:
         return found(arguments...);
     }
 
-    [[gnu::no_sanitize("thread")]] bool isReplaced() const
+    __attribute__((no_sanitize("thread"))) bool isReplaced() const
     {
         return __atomic_load_n(&m_replacement, __ATOMIC_ACQUIRE) != nullptr;
     }
