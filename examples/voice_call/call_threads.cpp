@@ -165,7 +165,8 @@ bool Recorder::waitForFrames(int frames, int timeoutMs)
 
 std::vector<std::int16_t> Recorder::audio(int frames) const
 {
-    return {m_audio.begin(), m_audio.begin() + static_cast<std::ptrdiff_t>(frames * FRAME_SAMPLES)};
+    const auto samples = static_cast<std::size_t>(frames) * FRAME_SAMPLES;
+    return {m_audio.data(), m_audio.data() + samples};
 }
 
 } // namespace voicecall
