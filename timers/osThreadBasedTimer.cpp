@@ -5,7 +5,6 @@
 #include <gpal/osTimer.h>
 #include <gpal/osTimerThread.h>
 
-#include "base/cancellation.h"
 #include "base/OwnLock.h"
 #include "base/time_math.h"
 
@@ -51,7 +50,6 @@ osThreadBasedTimer::osThreadBasedTimer(timeAble* callback, int intervalMs, osTim
 
 osThreadBasedTimer::~osThreadBasedTimer()
 {
-    const gpal::detail::CancellationHeldOff untilDisarmed;
     stop();
 }
 

@@ -90,7 +90,7 @@ protected:
         ProgramRun run(m_directory, arguments);
         EXPECT_EQ(run.wait(), 2);
         EXPECT_EQ(run.output(), "");
-        const std::string errors = run.errors();
+        std::string errors = run.errors();
         EXPECT_EQ(std::count(errors.begin(), errors.end(), '\n'), 1) << errors;
         EXPECT_THAT(errors, EndsWith("\n"));
         return errors;

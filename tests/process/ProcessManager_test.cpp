@@ -11,7 +11,6 @@
 #include "support/slots.h"
 
 using support::callSlot;
-using testing::_;
 using testing::ElementsAre;
 using testing::Return;
 using testing::StrictMock;

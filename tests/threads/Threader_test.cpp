@@ -23,7 +23,6 @@ using support::Body;
 using support::callSlot;
 using support::priorityRequested;
 using testing::ElementsAre;
-using testing::Key;
 
 static_assert(std::is_abstract_v<ThreaderIfc> && std::has_virtual_destructor_v<ThreaderIfc>);
 static_assert(std::is_abstract_v<ThreaderFactoryIfc> &&

@@ -12,7 +12,6 @@
 
 using support::callSlot;
 using testing::ElementsAre;
-using testing::IsEmpty;
 
 static_assert(std::is_abstract_v<RunnerIfc> && std::has_virtual_destructor_v<RunnerIfc>);
 static_assert(std::is_abstract_v<TimedThreadIfc> && std::has_virtual_destructor_v<TimedThreadIfc>);

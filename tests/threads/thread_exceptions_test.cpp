@@ -17,7 +17,6 @@
 
 using support::Kind;
 using support::LayerThread;
-using support::LogLine;
 using testing::AllOf;
 using testing::ElementsAre;
 using testing::HasSubstr;

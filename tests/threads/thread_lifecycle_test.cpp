@@ -16,7 +16,6 @@
 namespace calls = support::calls;
 using support::announced;
 using support::announcedByName;
-using support::Body;
 using support::Kind;
 using support::LayerThread;
 using support::priorityRequested;

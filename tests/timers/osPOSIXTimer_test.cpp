@@ -25,7 +25,6 @@ using testing::ElementsAre;
 using timertest::completesWhenCancelled;
 using timertest::Receiver;
 using timertest::soon;
-using timertest::text;
 
 namespace
 {

@@ -19,7 +19,6 @@ namespace calls = support::calls;
 using support::callSlot;
 using testing::ElementsAre;
 using timertest::Monitor;
-using timertest::Receiver;
 using timertest::ScriptedTimer;
 
 namespace

@@ -16,7 +16,6 @@
 #include "timers/timer_helpers.h"
 #include "timers/virtual_time.h"
 
-using testing::ElementsAre;
 using timertest::allowForMistakes;
 using timertest::completesWhenCancelled;
 using timertest::Gate;
