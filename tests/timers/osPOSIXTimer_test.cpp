@@ -39,7 +39,7 @@ timer_t handle(long number)
 /// "1.500000000 every 0.000000000".
 std::string text(const itimerspec& setting)
 {
-    return text(setting.it_value) + " every " + text(setting.it_interval);
+    return timertest::text(setting.it_value) + " every " + timertest::text(setting.it_interval);
 }
 
 /// Stands in for an owner; only its address counts.
