@@ -1,0 +1,81 @@
+#include <gpal/SerialPortConfiguration.h>
+
+#include <cstdio>
+#include <cstdlib>
+#include <fstream>
+
+namespace
+{
+
+const char* const LOGIN = "interactive_login";
+const char* const NO_LOGIN = "interactive_no_login";
+const char* const NO_CONSOLE = "non_interactive";
+
+const char* const TABLE = "/etc/inittab";
+const char* const NEW_TABLE = "/etc/inittab.new";
+const char* const GETTY_LINE = "ttyS0::respawn:/sbin/getty 115200 ttyS0";
+const char* const SHELL_LINE = "ttyS0::respawn:/bin/sh";
+
+/// Rewrites a line that mentions a console entry, commented out or not, as the entry, active or
+/// commented out.
+void switchEntry(std::string& line, const std::string& entry, bool active)
+{
+    if (line.find(entry) != std::string::npos) {
+        line = active ? entry : "#" + entry;
+    }
+}
+
+/// Copies the table with the console entries of the mode. The read that hits the end of the file
+/// still writes its empty line; tables have grown by a line a rewrite ever since, and the device's
+/// init skips them. The table is always there on the device: without it there would be no end.
+void writeNewTable(SerialPortConfiguration::SerialPortMode mode)
+{
+    std::ofstream newTable(NEW_TABLE);
+    std::ifstream table(TABLE);
+    while (!table.eof()) {
+        std::string line;
+        std::getline(table, line);
+        switchEntry(line, GETTY_LINE, mode == SerialPortConfiguration::INTERACTIVE_LOGIN);
+        switchEntry(line, SHELL_LINE, mode == SerialPortConfiguration::INTERACTIVE_NO_LOGIN);
+        newTable << line << std::endl;
+    }
+}
+
+} // namespace
+
+bool SerialPortConfiguration::isValidSerialPortMode(const std::string& text)
+{
+    return text == LOGIN || text == NO_LOGIN || text == NO_CONSOLE;
+}
+
+SerialPortConfiguration::SerialPortMode
+SerialPortConfiguration::stringToSerialPortMode(const std::string& text)
+{
+    if (text == LOGIN) {
+        return INTERACTIVE_LOGIN;
+    }
+    return text == NO_CONSOLE ? NON_INTERACTIVE : INTERACTIVE_NO_LOGIN;
+}
+
+std::string SerialPortConfiguration::serialPortModeToString(SerialPortMode mode)
+{
+    if (mode == INTERACTIVE_LOGIN) {
+        return LOGIN;
+    }
+    return mode == NON_INTERACTIVE ? NO_CONSOLE : NO_LOGIN;
+}
+
+void SerialPortConfiguration::setSerialPortMode(SerialPortMode mode)
+{
+    writeNewTable(mode);
+    if (std::rename(NEW_TABLE, TABLE) != 0) {
+        std::perror("Error renaming file: ");
+    }
+    std::system("kill -s SIGHUP 1"); // init rereads its table
+    std::system(R"(ps | grep "\-sh *$" | sed -n "s/  *\([0-9][0-9]*\).*/\1/p" | xargs kill -9)");
+    std::system(R"(ps | grep "/bin/sh *$" | sed -n "s/  *\([0-9][0-9]*\).*/\1/p" | xargs kill -9)");
+    if (mode != INTERACTIVE_LOGIN) {
+        std::system("killall -9 getty");
+        std::system("killall -9 login");
+    }
+}

@@ -1,0 +1,25 @@
+#include <gpal/FileHandle.h>
+
+#include <gpal/syslogger.h>
+
+#include "base/cancellation.h"
+
+FileHandle::FileHandle(std::string path, std::ios_base::openmode mode) : m_path(std::move(path))
+{
+    open(m_path, mode);
+}
+
+FileHandle::~FileHandle()
+{
+    const gpal::detail::CancellationHeldOff untilClosed;
+    close();
+}
+
+bool FileHandle::isOpen()
+{
+    if (is_open() && !fail()) {
+        return true;
+    }
+    syslogger_error("file \"%s\" couldn't be opened\n", m_path.c_str());
+    return false;
+}

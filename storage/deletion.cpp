@@ -1,0 +1,54 @@
+#include <gpal/Storage.h>
+
+#include <cstdio>
+#include <sys/stat.h>
+#include <unistd.h>
+
+namespace
+{
+
+/// Whether an entry is there, a link counting as itself.
+bool isEntry(std::string const& path)
+{
+    struct stat entry {
+    };
+    return lstat(path.c_str(), &entry) == 0;
+}
+
+} // namespace
+
+bool Storage::deleteFile_noEx(std::string const& path)
+{
+    return isEntry(path) && unlink(path.c_str()) == 0;
+}
+
+bool Storage::deleteFile_noEx(std::string const& directory, std::string const& name)
+{
+    const std::string prefix = addTrailingForwardSlash(directory);
+    return isEntry(prefix) && deleteFile_noEx(prefix + name);
+}
+
+bool Storage::deleteDirectory(std::string const& path)
+{
+    return fileExists_stat(path) && std::remove(path.c_str()) == 0;
+}
+
+/// Links and special files are left in place on purpose: a tree on the user disk may hold links
+/// that others rely on.
+bool Storage::deleteNonEmptyDirectory(std::string const& path)
+{
+    if (!fileExists_stat(path)) {
+        return false;
+    }
+    std::list<std::string> entries;
+    getListOfElementsByDirectory_noEx(path, &entries, eDirReadFiles, true);
+    for (const std::string& file : entries) {
+        deleteFile_noEx(file);
+    }
+    getListOfDirectoriesByDirectoryWithPath(path, &entries);
+    for (const std::string& directory : entries) {
+        deleteNonEmptyDirectory(directory);
+    }
+    deleteDirectory(path);
+    return true;
+}

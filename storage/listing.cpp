@@ -1,0 +1,148 @@
+#include <gpal/Storage.h>
+
+#include <cstring>
+#include <dirent.h>
+#include <sys/stat.h>
+
+#include "base/cancellation.h"
+
+namespace
+{
+
+/// A directory being read.
+class OpenDirectory
+{
+public:
+    explicit OpenDirectory(std::string const& path) : m_stream(opendir(path.c_str())) {}
+    OpenDirectory(const OpenDirectory&) = delete;
+    OpenDirectory& operator=(const OpenDirectory&) = delete;
+    ~OpenDirectory()
+    {
+        const gpal::detail::CancellationHeldOff untilClosed;
+        close();
+    }
+
+    bool isOpen() const { return m_stream != nullptr; }
+
+    /// The name of the next entry other than "." and ".."; null at the end.
+    const char* next()
+    {
+        const dirent* entry = nullptr;
+        do {
+            entry = readdir(m_stream);
+        } while (entry != nullptr &&
+                 (std::strcmp(entry->d_name, ".") == 0 || std::strcmp(entry->d_name, "..") == 0));
+        return entry == nullptr ? nullptr : entry->d_name;
+    }
+
+    int close()
+    {
+        DIR* stream = m_stream;
+        m_stream = nullptr;
+        return stream == nullptr ? 0 : closedir(stream);
+    }
+
+private:
+    DIR* m_stream;
+};
+
+bool isOfKind(mode_t mode, Storage::eDirReadType kind)
+{
+    switch (kind) {
+    case Storage::eDirReadDirectories:
+        return S_ISDIR(mode);
+    case Storage::eDirReadFiles:
+        return S_ISREG(mode);
+    case Storage::eDirReadLinks:
+        return S_ISLNK(mode);
+    case Storage::eDirReadFilesAndLinks:
+        return S_ISREG(mode) || S_ISLNK(mode);
+    }
+    return false;
+}
+
+/// Appends the entries whose full path `keep` accepts, with or without the path.
+template <typename Keep>
+void collect(OpenDirectory& open, std::string const& directory, std::list<std::string>& result,
+             bool withPath, Keep keep)
+{
+    std::string full = Storage::addTrailingForwardSlash(directory);
+    const std::size_t prefix = full.size();
+    while (const char* name = open.next()) {
+        full.replace(prefix, std::string::npos, name);
+        if (keep(full.c_str())) {
+            result.emplace_back(withPath ? full.c_str() : name);
+        }
+    }
+}
+
+} // namespace
+
+int Storage::getListOfElementsByDirectory_noEx(std::string const& directory,
+                                               std::list<std::string>* result, eDirReadType kind,
+                                               bool withPath)
+{
+    if (result == nullptr || !fileExists_stat(directory)) {
+        return -1;
+    }
+    result->clear();
+    OpenDirectory open(directory);
+    if (!open.isOpen()) {
+        return 0;
+    }
+    collect(open, directory, *result, withPath, [kind](const char* path) {
+        struct stat entry {
+        };
+        return lstat(path, &entry) == 0 && isOfKind(entry.st_mode, kind);
+    });
+    return open.close();
+}
+
+int Storage::getListOfDirectoriesByDirectoryWithPath(std::string const& directory,
+                                                     std::list<std::string>* result)
+{
+    return getListOfElementsByDirectory_noEx(directory, result, eDirReadDirectories, true);
+}
+
+int Storage::getListOfDirectoriesByDirectoryNoPath(std::string const& directory,
+                                                   std::list<std::string>* result)
+{
+    return getListOfElementsByDirectory_noEx(directory, result, eDirReadDirectories, false);
+}
+
+int Storage::getListOfFilesByDirectoryNoPath(std::string const& directory,
+                                             std::list<std::string>* result)
+{
+    return getListOfElementsByDirectory_noEx(directory, result, eDirReadFiles, false);
+}
+
+int Storage::getListOfLinksByDirectory_noEx(std::string const& directory,
+                                            std::list<std::string>* result, bool withPath)
+{
+    return getListOfElementsByDirectory_noEx(directory, result, eDirReadLinks, withPath);
+}
+
+int Storage::getListOfFilesAndLinksByDirectory(std::string const& directory,
+                                               std::list<std::string>* result, bool withPath)
+{
+    return getListOfElementsByDirectory_noEx(directory, result, eDirReadFilesAndLinks, withPath);
+}
+
+int Storage::getListOfCharacterDeviceByDirectory(std::string const& directory,
+                                                 std::list<std::string>* result)
+{
+    if (result == nullptr || !fileExists_stat(directory)) {
+        return 0;
+    }
+    result->clear();
+    OpenDirectory open(directory);
+    if (!open.isOpen()) {
+        return 0;
+    }
+    collect(open, directory, *result, true, [](const char* path) {
+        struct stat entry {
+        }; // of what a link points to
+        return stat(path, &entry) == 0 && S_ISCHR(entry.st_mode);
+    });
+    return 1;
+}
