@@ -75,12 +75,15 @@ public:
     int init(char const* name, std::ios_base::openmode readMode,
              std::ios_base::openmode writeMode) override;
     void shutdown() override;
+#pragma GCC diagnostic push
+#pragma GCC diagnostic ignored "-Woverloaded-virtual" // by BinaryStorage, on purpose
     int store(char const* key, char* data, int length) override;
     int retrieve(char const* key, char* buffer) override;
 
     /// As said in the interface. When the file cannot be opened, the write mode is left at
     /// `out|trunc|binary`: a file that could not be emptied must not be appended to.
     int clear() override;
+#pragma GCC diagnostic pop
 
     /// Opens the file in one direction; returns whether it is open and good. One that is already is
     /// left as it is, its position included.
