@@ -11,8 +11,15 @@ if(NOT CMAKE_BUILD_TYPE AND NOT CMAKE_CONFIGURATION_TYPES)
     set(CMAKE_BUILD_TYPE Release)
 endif()
 
-# File sizes have 64 bits on every processor; time_t stays the platform's plain one.
-add_compile_definitions(_FILE_OFFSET_BITS=64)
+# File sizes have 64 bits on every processor, for clients too. It is asked for only where it is not so
+# by itself: asking also makes the C library's file functions go by other names. time_t stays the
+# platform's plain one.
+include(CheckTypeSize)
+check_type_size(off_t GPAL_OFF_T LANGUAGE CXX)
+if(GPAL_OFF_T LESS 8)
+    set(GPAL_FILE_OFFSETS _FILE_OFFSET_BITS=64)
+    set(GPAL_FILE_OFFSETS_FLAG -D${GPAL_FILE_OFFSETS})
+endif()
 add_compile_options(-Wall -Wextra -Wshadow -Wconversion
                     "$<$<COMPILE_LANGUAGE:CXX>:-Wnon-virtual-dtor;-Woverloaded-virtual>")
 if(GPAL_WARNINGS_AS_ERRORS)
