@@ -180,8 +180,7 @@ public:
     /// not carried over. Returns whether both could be opened; a failing write is not noticed.
     ///
     /// It goes character by character through the streams, which is made for the device's small
-    /// configuration files: some 10 ns a byte, ten times what block copies cost. For large files
-    /// use `FileManager::copyFile`.
+    /// configuration files. For large files use `FileManager::copyFile`, which copies blocks.
     static bool copyFile_noEx(std::string const& source, std::string const& destination);
 
     /// Replaces the existing file \p destination by \p source. Returns false, having logged at
