@@ -10,6 +10,7 @@
 
 using stress::expectNewcomersAreServed;
 using stress::expectNewTimersAreServed;
+using stress::HeldWork;
 using stress::HoldingReceiver;
 using stress::LayerThread;
 using support::eventually;
@@ -64,25 +65,6 @@ protected:
     HoldingReceiver m_receiver;
 };
 
-/// Work that cannot be cancelled before it is let go.
-class StubbornWork : public RunnerIfc
-{
-public:
-    void run() override
-    {
-        Threader::protectFromDestroy();
-        m_started.signal();
-        m_letGo.wait();
-    }
-
-    void awaitStart() { m_started.wait(); }
-    void letGo() { m_letGo.signal(); }
-
-private:
-    Wait m_started;
-    Wait m_letGo;
-};
-
 } // namespace
 
 TEST_F(CancelledTimerDestructor, ofATimerBehindItsCallbackComesToItsEnd)
@@ -118,7 +100,7 @@ TEST_F(CancelledDestructor, ofATimedThreadWaitsForItsWork)
 {
     Threader threader;
     WaitFactory waits;
-    StubbornWork work;
+    HeldWork work(false);
     auto timed = std::make_unique<TimedThread>(&work, &threader, &waits);
     EXPECT_EQ(timed->runForAMaximumOf(0), 0);
     work.awaitStart();
@@ -128,7 +110,7 @@ TEST_F(CancelledDestructor, ofATimedThreadWaitsForItsWork)
 TEST_F(CancelledDestructor, ofATimedThreadInItsFactoryLeavesTheListFree)
 {
     TimedThreadFactory factory;
-    StubbornWork work;
+    HeldWork work(false);
     TimedThreadIfc* timed = factory.getNewTimedThread(&work);
     EXPECT_EQ(timed->runForAMaximumOf(0), 0);
     work.awaitStart();
@@ -139,7 +121,7 @@ TEST_F(CancelledDestructor, ofATimedThreadInItsFactoryLeavesTheListFree)
 TEST_F(CancelledDestructor, ofAFactoryGivesTheWorkItsLastChance)
 {
     auto factory = std::make_unique<TimedThreadFactory>();
-    StubbornWork work;
+    HeldWork work(false);
     // The factory forgets its timed threads, which can't be deleted after it.
     static auto* const forgotten = new std::vector<TimedThreadIfc*>;
     TimedThreadIfc* timed = factory->getNewTimedThread(&work);

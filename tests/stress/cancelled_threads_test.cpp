@@ -11,6 +11,7 @@
 using stress::awaitWaiting;
 using stress::expectNewcomersAreServed;
 using stress::figuresOf;
+using stress::HeldWork;
 using stress::LayerThread;
 using support::eventually;
 using testing::IsEmpty;
@@ -202,30 +203,6 @@ TEST_F(CancelledThread, ofAFunctionCleansUpToo)
 
 namespace
 {
-
-/// Work that sleeps until it is let go, and can be cancelled or not.
-class HeldWork : public RunnerIfc
-{
-public:
-    explicit HeldWork(bool cancellable) : m_cancellable(cancellable) {}
-
-    void run() override
-    {
-        if (!m_cancellable) {
-            Threader::protectFromDestroy();
-        }
-        m_started.signal();
-        m_letGo.wait();
-    }
-
-    void awaitStart() { m_started.wait(); }
-    void letGo() { m_letGo.signal(); }
-
-private:
-    bool m_cancellable;
-    Wait m_started;
-    Wait m_letGo;
-};
 
 /// The factory runs another piece of work to its end.
 void expectFactoryServes(TimedThreadFactory& factory)

@@ -154,6 +154,30 @@ private:
     std::optional<WatchedSleep> m_watchedSleep;
 };
 
+/// Work that sleeps until it is let go, and can be cancelled or not.
+class HeldWork : public RunnerIfc
+{
+public:
+    explicit HeldWork(bool cancellable) : m_cancellable(cancellable) {}
+
+    void run() override
+    {
+        if (!m_cancellable) {
+            Threader::protectFromDestroy();
+        }
+        m_started.signal();
+        m_letGo.wait();
+    }
+
+    void awaitStart() { m_started.wait(); }
+    void letGo() { m_letGo.signal(); }
+
+private:
+    bool m_cancellable;
+    Wait m_started;
+    Wait m_letGo;
+};
+
 } // namespace stress
 
 #endif
