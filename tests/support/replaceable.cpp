@@ -56,6 +56,15 @@ void vsyslog(int priority, const char* format, va_list arguments)
     calls::vsyslog(priority, format, arguments);
 }
 
+// A variadic call can't be handed on as it is: it takes the way of the other one.
+void syslog(int priority, const char* format, ...)
+{
+    va_list arguments;
+    va_start(arguments, format);
+    calls::vsyslog(priority, format, arguments);
+    va_end(arguments);
+}
+
 int clock_gettime(clockid_t clock, timespec* time) noexcept
 {
     return calls::clock_gettime(clock, time);

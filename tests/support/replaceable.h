@@ -95,7 +95,7 @@ namespace calls
 {
 
 extern Replaceable<int(const char*)> system; ///< unreplaced, "reboot" ends the test program
-extern Replaceable<void(int, const char*, va_list)> vsyslog;
+extern Replaceable<void(int, const char*, va_list)> vsyslog; ///< syslog passes here too
 
 extern Replaceable<int(clockid_t, timespec*)> clock_gettime;
 extern Replaceable<int(timeval*, void*)> gettimeofday;
