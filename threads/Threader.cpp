@@ -35,7 +35,7 @@ bool Threader::spawn(unsigned long* threadId, void* (*function)(void*), void* ar
     if (function == nullptr || threadId == nullptr) {
         return false;
     }
-    auto* block = new gpal::detail::ThreadStartBlock{};
+    auto* block = gpal::detail::newStartBlock().release();
     pthread_attr_t attributes{};
     if (pthread_attr_init(&attributes) != 0) {
         writeToConsole(asText("pthread_attr_init FAILED: ", std::strerror(errno), '\n'));
