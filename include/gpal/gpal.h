@@ -5,6 +5,7 @@
 
 #include <gpal/BinaryStorage.h>
 #include <gpal/CriticalSection.h>
+#include <gpal/Dll.h>
 #include <gpal/FileHandle.h>
 #include <gpal/FileManager.h>
 #include <gpal/GPALAnonymousPipe.h>
@@ -12,12 +13,16 @@
 #include <gpal/GPALMutex.h>
 #include <gpal/GPALSleep.h>
 #include <gpal/GPALThreadPriority.h>
+#include <gpal/MemoryInformation.h>
+#include <gpal/NetworkPort.h>
+#include <gpal/NetworkUtils.h>
 #include <gpal/OSPasswdMgr.h>
 #include <gpal/osPOSIXTimer.h>
 #include <gpal/osThreadBasedTimer.h>
 #include <gpal/osTimer.h>
 #include <gpal/osTimerThread.h>
 #include <gpal/OSWrappers.h>
+#include <gpal/packet_dump.h>
 #include <gpal/Process.h>
 #include <gpal/ProcessManager.h>
 #include <gpal/ProcessTypeString.h>
@@ -31,7 +36,9 @@
 #include <gpal/Threadable.h>
 #include <gpal/Threader.h>
 #include <gpal/TimedThread.h>
+#include <gpal/UDPSocket.h>
 #include <gpal/Ulimit.h>
 #include <gpal/Wait.h>
+#include <gpal/Watchdog.h>
 
 #endif

@@ -1,0 +1,56 @@
+#include <gpal/Watchdog.h>
+
+#include <cstdio>
+#include <cstdlib>
+#include <list>
+
+#include <gpal/Storage.h>
+
+#include "diagnostics/command_line.h"
+
+namespace
+{
+
+void tellDriver(const char* command)
+{
+    FILE* driver = std::fopen("/proc/driver/ifx_wdt", "w");
+    if (driver != nullptr) {
+        std::fputs(command, driver);
+        std::fclose(driver);
+    }
+}
+
+} // namespace
+
+Watchdog::Watchdog() = default;
+
+Watchdog::~Watchdog() = default;
+
+void Watchdog::stopWatchdogMonitor()
+{
+    tellDriver("stop monitor\n");
+}
+
+void Watchdog::startWatchdogMonitor()
+{
+    tellDriver("start monitor\n");
+}
+
+void Watchdog::kickWatchdog()
+{
+    tellDriver("kick watchdog\n");
+}
+
+int Watchdog::getPIdByName(std::string name)
+{
+    std::list<std::string> entries;
+    Storage::getListOfDirectoriesByDirectoryNoPath("/proc/", &entries);
+    for (const std::string& entry : entries) {
+        const std::string commandLine = "/proc/" + entry + "/cmdline";
+        if (Storage::fileExists(commandLine) &&
+            gpal::detail::programIn(commandLine).find(name) != std::string::npos) {
+            return std::atoi(entry.c_str());
+        }
+    }
+    return 0;
+}

@@ -1,0 +1,164 @@
+#include <gpal/NetworkUtils.h>
+
+#include <arpa/inet.h>
+#include <cstdio>
+#include <netinet/in.h>
+#include <syslog.h>
+
+#include <gpal/NetworkPort.h>
+
+const std::string NetworkUtils::URL_ELEM_NOT_FOUND = "-1";
+const std::string NetworkUtils::HTTPS_DEFAULT_PORT = "443";
+
+namespace
+{
+
+constexpr auto NOWHERE = std::string::npos;
+
+void dropThrough(std::string& text, const std::string& marker)
+{
+    const auto position = text.find(marker);
+    if (position != NOWHERE) {
+        text.erase(0, position + marker.size());
+    }
+}
+
+void dropFrom(std::string& text, char marker)
+{
+    const auto position = text.find(marker);
+    if (position != NOWHERE) {
+        text.erase(position);
+    }
+}
+
+void keepHostAndPort(std::string& url)
+{
+    NetworkUtils::removeURLProtocol(url);
+    NetworkUtils::removeURLUserAndPass(url);
+    NetworkUtils::removeURLQueryString(url);
+    NetworkUtils::removeURLPath(url);
+}
+
+bool isBracketed(const std::string& host)
+{
+    return !host.empty() && host.front() == '[';
+}
+
+} // namespace
+
+void NetworkUtils::removeURLProtocol(std::string& url)
+{
+    dropThrough(url, "//");
+}
+
+void NetworkUtils::removeURLUserAndPass(std::string& url)
+{
+    dropThrough(url, "@");
+}
+
+void NetworkUtils::removeURLQueryString(std::string& url)
+{
+    dropFrom(url, '?');
+}
+
+void NetworkUtils::removeURLPath(std::string& url)
+{
+    dropFrom(url, '/');
+}
+
+void NetworkUtils::getURLPath(std::string& url)
+{
+    removeURLProtocol(url);
+    removeURLUserAndPass(url);
+    removeURLQueryString(url);
+    const auto slash = url.find('/');
+    if (slash == NOWHERE || slash + 1 == url.size()) {
+        url = URL_ELEM_NOT_FOUND;
+    } else {
+        url.erase(0, slash);
+    }
+}
+
+void NetworkUtils::getURLHost(std::string& url)
+{
+    keepHostAndPort(url);
+    const auto end = url.find(isBracketed(url) ? ']' : ':');
+    if (isBracketed(url)) {
+        const bool isEmpty = end == NOWHERE || end == 1;
+        url = isEmpty ? URL_ELEM_NOT_FOUND : url.substr(1, end - 1);
+    } else if (url.empty() || end == 0) {
+        url = URL_ELEM_NOT_FOUND;
+    } else if (end != NOWHERE) {
+        // Cuts an IPv6 address without brackets at its first colon too: what follows can't be told
+        // from a port.
+        url.erase(end);
+    }
+}
+
+void NetworkUtils::getURLPort(std::string& url)
+{
+    keepHostAndPort(url);
+    if (isBracketed(url)) {
+        dropThrough(url, "]");
+    }
+    const auto colon = url.find(':');
+    if (colon == NOWHERE || colon + 1 == url.size()) {
+        url = URL_ELEM_NOT_FOUND;
+    } else {
+        url.erase(0, colon + 1);
+    }
+}
+
+unsigned int NetworkUtils::stringIPAddressToInt(const std::string& address)
+{
+    in_addr converted{};
+    return inet_aton(address.c_str(), &converted) != 0 ? converted.s_addr : 0;
+}
+
+bool NetworkUtils::validateIPv6Address(const std::string& address)
+{
+    in6_addr converted{};
+    const bool isAddress = inet_pton(AF_INET6, address.c_str(), &converted) >= 1;
+    std::printf("Tested IPv6 address '%s' and set ", address.c_str());
+    for (int group = 0; group < 8; ++group) {
+        std::printf("%02x%02x:", converted.s6_addr[2 * group], converted.s6_addr[2 * group + 1]);
+    }
+    // The last 32 bits are left out on purpose: a peer never has an address that is zero before
+    // them, this host's own loopback included.
+    bool isPeerAddress = false;
+    for (int byte = 0; byte < 12; ++byte) {
+        isPeerAddress = isPeerAddress || converted.s6_addr[byte] != 0;
+    }
+    const bool isValid = isAddress && isPeerAddress;
+    std::printf(" return value was %i\n", isValid ? 1 : 0);
+    return isValid;
+}
+
+std::string NetworkUtils::getIPAddr()
+{
+    return NetworkPort().getIPAddress();
+}
+
+bool NetworkUtils::sockaddrToString(const sockaddr* address, std::string& ip, unsigned int& port,
+                                    unsigned int& family)
+{
+    family = address != nullptr ? address->sa_family : AF_UNSPEC;
+    ip = "";
+    port = 0;
+    char text[INET6_ADDRSTRLEN] = "";
+    if (family == AF_INET) {
+        const auto* ipv4 = reinterpret_cast<const sockaddr_in*>(address);
+        inet_ntop(AF_INET, &ipv4->sin_addr, text, sizeof text);
+        port = ipv4->sin_port;
+    } else if (family == AF_INET6) {
+        const auto* ipv6 = reinterpret_cast<const sockaddr_in6*>(address);
+        inet_ntop(AF_INET6, &ipv6->sin6_addr, text, sizeof text);
+        port = ipv6->sin6_port;
+    } else {
+        std::perror("NetworkUtils::sockaddrToString(): unknown sockaddr family");
+        syslog(LOG_ERR, "NetworkUtils::sockaddrToString(): unknown sockaddr family\n");
+        return false;
+    }
+    ip = text;
+    return true;
+}

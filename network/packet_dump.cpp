@@ -1,0 +1,282 @@
+#include <gpal/packet_dump.h>
+
+#include <cstdio>
+#include <cstring>
+#include <string>
+#include <sys/time.h>
+
+#include <gpal/CriticalSection.h>
+#include <gpal/Semaphore.h>
+
+#include "base/cancellation.h"
+#include "network/capture_headers.h"
+
+using namespace gpal::detail;
+
+namespace
+{
+
+enum State : unsigned int { UNOPENED = 0, WRITING = 1, READING = 2, FINISHED = 3 };
+
+bool isTcp(t_packet_dump_type type)
+{
+    return type == PACKET_DUMP_TCP_FORWARD || type == PACKET_DUMP_TCP_REVERSE;
+}
+
+int atLeastZero(int length)
+{
+    return length > 0 ? length : 0;
+}
+
+/// Puts a 32-bit field of the file format down and returns where the next one goes.
+unsigned char* storeFileLong(unsigned char* at, unsigned int value)
+{
+    const int field = host_to_little_endian_long(static_cast<int>(value));
+    std::memcpy(at, &field, sizeof field);
+    return at + sizeof field;
+}
+
+} // namespace
+
+struct packet_dump::Implementation {
+    explicit Implementation(const char* file) : name(file != nullptr ? file : "") {}
+    ~Implementation()
+    {
+        if (stream != nullptr) {
+            std::fclose(stream);
+        }
+    }
+
+    void openForWriting();
+    void fillHeaders(unsigned int length, t_packet_dump_type type);
+    void putRecord(const char* payload, unsigned int length, t_packet_dump_type type);
+
+    void openForReading();
+    bool get(void* into, int size);
+    bool getFileLong(int& value);
+    bool getPacketHeaders(int& remaining, unsigned char& protocol);
+    int getRecord(char* buffer, int size, t_packet_dump_type& type);
+    int getUdpPayload(char* buffer, int size, int remaining);
+    void skip(int length);
+
+    FILE* stream = nullptr;
+    unsigned int packetCounter = 0;
+    Semaphore lock{1, 1, false};
+    std::array<unsigned char, FILE_HEADER_SIZE> fileHeader = FILE_HEADER;
+    std::array<unsigned char, LINK_AND_NETWORK_SIZE + VLAN_TAG_SIZE> linkAndNetworkHeader =
+        LINK_AND_NETWORK_HEADER;
+    std::array<unsigned char, UDP_SIZE> udpHeader = UDP_HEADER;
+    std::array<unsigned char, TCP_SIZE> tcpHeader = TCP_HEADER;
+    std::string name;
+    unsigned int state = UNOPENED;
+};
+
+packet_dump::packet_dump(char* file) : m_implementation(std::make_unique<Implementation>(file)) {}
+
+packet_dump::~packet_dump()
+{
+    const CancellationHeldOff untilClosed;
+    m_implementation.reset();
+}
+
+int packet_dump::write(char* payload, int length, t_packet_dump_type type)
+{
+    if (payload == nullptr || length < 0) {
+        return -1;
+    }
+    const CancellationHeldOff untilWritten;
+    if (m_implementation->state == UNOPENED) {
+        m_implementation->openForWriting();
+    }
+    if (m_implementation->state != WRITING) {
+        return -1;
+    }
+    const CriticalSection oneRecord(m_implementation->lock);
+    const auto bytes = static_cast<unsigned int>(length);
+    m_implementation->fillHeaders(bytes, type);
+    if (m_implementation->stream == nullptr) {
+        return -1;
+    }
+    m_implementation->putRecord(payload, bytes, type);
+    return length;
+}
+
+void packet_dump::Implementation::openForWriting()
+{
+    stream = std::fopen(name.c_str(), "wb");
+    if (stream == nullptr) {
+        std::printf("packet_dump::write failed to fopen %s\n", name.c_str());
+    } else {
+        std::fwrite(fileHeader.data(), 1, fileHeader.size(), stream);
+    }
+    state = WRITING;
+}
+
+/// Brings the headers up to date for a payload. The protocol of a record without transport header
+/// is deliberately left as it was: viewers then show it beside the records it belongs to.
+void packet_dump::Implementation::fillHeaders(unsigned int length, t_packet_dump_type type)
+{
+    unsigned char* const header = linkAndNetworkHeader.data();
+    unsigned int packetLength = length + LINK_AND_NETWORK_SIZE;
+    storeNetworkLong(header + SOURCE_ADDRESS_AT, 0);
+    if (type == PACKET_DUMP_UDP) {
+        packetLength += UDP_SIZE;
+        header[PROTOCOL_AT] = PROTOCOL_UDP;
+        storeNetworkShort(udpHeader.data() + UDP_LENGTH_AT, length + UDP_SIZE);
+    } else if (isTcp(type)) {
+        const bool forward = type == PACKET_DUMP_TCP_FORWARD;
+        packetLength += TCP_SIZE;
+        header[PROTOCOL_AT] = PROTOCOL_TCP;
+        storeNetworkShort(tcpHeader.data() + TCP_SOURCE_PORT_AT,
+                          forward ? TCP_CLIENT_PORT : TCP_SERVER_PORT);
+        storeNetworkShort(tcpHeader.data() + TCP_DESTINATION_PORT_AT,
+                          forward ? TCP_SERVER_PORT : TCP_CLIENT_PORT);
+        storeNetworkLong(header + SOURCE_ADDRESS_AT, packetCounter);
+        packetCounter += 1;
+    }
+    storeNetworkShort(header + TOTAL_LENGTH_AT, packetLength - ETHERNET_SIZE);
+    storeNetworkShort(header + CHECKSUM_AT, 0);
+    storeNetworkShort(header + CHECKSUM_AT, checksum_1(header + ETHERNET_SIZE, IPV4_SIZE));
+}
+
+void packet_dump::Implementation::putRecord(const char* payload, unsigned int length,
+                                            t_packet_dump_type type)
+{
+    timeval now{};
+    if (gettimeofday(&now, nullptr) != 0) {
+        std::puts("packet_dump::write gettimeofday failed");
+    }
+    const unsigned char* transport = isTcp(type) ? tcpHeader.data() : udpHeader.data();
+    const std::size_t transportSize = isTcp(type)               ? TCP_SIZE
+                                      : type == PACKET_DUMP_UDP ? UDP_SIZE
+                                                                : 0;
+    const auto packetLength =
+        length + LINK_AND_NETWORK_SIZE + static_cast<unsigned int>(transportSize);
+
+    // All headers in one piece, so that the file takes two writes a record and not seven.
+    unsigned char headers[RECORD_HEADER_SIZE + LINK_AND_NETWORK_SIZE + TCP_SIZE];
+    unsigned char* at = storeFileLong(headers, static_cast<unsigned int>(now.tv_sec));
+    at = storeFileLong(at, static_cast<unsigned int>(now.tv_usec));
+    at = storeFileLong(at, packetLength);
+    at = storeFileLong(at, packetLength);
+    std::memcpy(at, linkAndNetworkHeader.data(), LINK_AND_NETWORK_SIZE);
+    std::memcpy(at + LINK_AND_NETWORK_SIZE, transport, transportSize);
+    const std::size_t headersSize = RECORD_HEADER_SIZE + LINK_AND_NETWORK_SIZE + transportSize;
+    std::fwrite(headers, 1, headersSize, stream);
+    std::fwrite(payload, 1, length, stream);
+}
+
+int packet_dump::read(char* buffer, int size, t_packet_dump_type* type)
+{
+    if (buffer == nullptr || type == nullptr) {
+        return -1;
+    }
+    const CancellationHeldOff untilRead;
+    if (m_implementation->state == UNOPENED) {
+        m_implementation->openForReading();
+    }
+    if (m_implementation->state != READING) {
+        return -1;
+    }
+    const CriticalSection oneRecord(m_implementation->lock);
+    return m_implementation->getRecord(buffer, size, *type);
+}
+
+void packet_dump::Implementation::openForReading()
+{
+    stream = std::fopen(name.c_str(), "rb");
+    state = READING;
+    if (stream == nullptr) {
+        std::printf("packet_dump::read failed to fopen %s\n", name.c_str());
+    } else {
+        get(fileHeader.data(), FILE_HEADER_SIZE);
+    }
+}
+
+/// Reads \p size bytes; when there are fewer, reading is over for good.
+bool packet_dump::Implementation::get(void* into, int size)
+{
+    const auto wanted = static_cast<std::size_t>(size);
+    if (stream != nullptr && std::fread(into, 1, wanted, stream) == wanted) {
+        return true;
+    }
+    state = FINISHED;
+    return false;
+}
+
+bool packet_dump::Implementation::getFileLong(int& value)
+{
+    if (!get(&value, sizeof value)) {
+        return false;
+    }
+    value = little_endian_to_host_long(value);
+    return true;
+}
+
+/// Reads up to the transport header. \p remaining is what the packet should still hold; lengths in
+/// the file may be anything, so it never counts below 0.
+bool packet_dump::Implementation::getPacketHeaders(int& remaining, unsigned char& protocol)
+{
+    int seconds = 0;
+    int microseconds = 0;
+    int capturedLength = 0;
+    int lengthOnTheWire = 0;
+    unsigned char* const header = linkAndNetworkHeader.data();
+    if (!getFileLong(seconds) || !getFileLong(microseconds) || !getFileLong(capturedLength) ||
+        !getFileLong(lengthOnTheWire) || !get(header, LINK_AND_NETWORK_SIZE)) {
+        return false;
+    }
+    remaining = atLeastZero(atLeastZero(capturedLength) - LINK_AND_NETWORK_SIZE);
+    protocol = header[PROTOCOL_AT];
+    if (header[ETHERNET_TYPE_AT] == VLAN_TYPE_FIRST_BYTE) {
+        if (!get(header + LINK_AND_NETWORK_SIZE, VLAN_TAG_SIZE)) {
+            return false;
+        }
+        remaining = atLeastZero(remaining - VLAN_TAG_SIZE);
+        protocol = header[PROTOCOL_AT + VLAN_TAG_SIZE];
+    }
+    return true;
+}
+
+int packet_dump::Implementation::getRecord(char* buffer, int size, t_packet_dump_type& type)
+{
+    int remaining = 0;
+    unsigned char protocol = 0;
+    if (!getPacketHeaders(remaining, protocol)) {
+        return -1;
+    }
+    if (protocol != PROTOCOL_UDP) {
+        type = PACKET_DUMP_OTHER;
+        skip(remaining);
+        return 0;
+    }
+    if (!get(udpHeader.data(), UDP_SIZE)) {
+        return -1;
+    }
+    type = PACKET_DUMP_UDP;
+    return getUdpPayload(buffer, size, atLeastZero(remaining - UDP_SIZE));
+}
+
+int packet_dump::Implementation::getUdpPayload(char* buffer, int size, int payload)
+{
+    if (payload > size) {
+        std::printf("packet_dump::read buffer not big enough, needed %d bytes\n", payload);
+        skip(payload);
+        state = FINISHED;
+        return -1;
+    }
+    const auto wanted = static_cast<std::size_t>(payload);
+    const std::size_t got = std::fread(buffer, 1, wanted, stream);
+    if (got < wanted) {
+        state = FINISHED;
+    }
+    return static_cast<int>(got);
+}
+
+/// Goes on behind \p length bytes. A stream that can't, a pipe, is at its end here.
+void packet_dump::Implementation::skip(int length)
+{
+    if (std::fseek(stream, length, SEEK_CUR) != 0) {
+        state = FINISHED;
+    }
+}
