@@ -36,10 +36,10 @@ private:
 
 } // namespace
 
-Call::Call(const std::vector<std::uint8_t>& codes)
+Call::Call(const std::vector<std::uint8_t>& codes, packet_dump* capture)
     : m_threader(ThreaderFactory().createNewThreader()),
       m_receiver(RtpStream::atRandom(), m_queue),
-      m_sender(m_receiver.stream(), codes, m_receiver.port()),
+      m_sender(m_receiver.stream(), codes, m_receiver.port(), capture),
       m_recorder(m_queue, m_sender.frames())
 {
     m_receiver.acceptFrom(m_sender.port());
@@ -98,6 +98,7 @@ CallResult Call::result() const
     result.received = m_recorder.received();
     result.reordered = m_recorder.reordered();
     result.duplicates = m_recorder.duplicates();
+    result.captured = m_sender.captured();
     result.foreign = m_receiver.foreign();
     result.drained = m_drained;
     result.lateness = m_sender.lateness();

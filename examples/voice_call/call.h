@@ -39,6 +39,7 @@ struct CallResult {
     int received = 0;
     int reordered = 0;
     int duplicates = 0;
+    int captured = 0;
     int foreign = 0;
     bool drained = false;      ///< all that was sent had arrived within the time for it
     std::vector<int> lateness; ///< of each tick, in microseconds
@@ -54,8 +55,8 @@ class Call
 {
 public:
     /// Takes two ports; throws `std::runtime_error` when there are none. \p codes must outlive the
-    /// call.
-    explicit Call(const std::vector<std::uint8_t>& codes);
+    /// call, and so must \p capture, where what is sent is written unless it is null.
+    explicit Call(const std::vector<std::uint8_t>& codes, packet_dump* capture = nullptr);
 
     /// Carries the call out and returns when all its threads have ended. \p goOn is asked ten times
     /// a second; with false the call is hung up. Throws `std::runtime_error` when a thread could

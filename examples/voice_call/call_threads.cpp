@@ -48,11 +48,12 @@ void CallThread::run()
 }
 
 Sender::Sender(const RtpStream& stream, const std::vector<std::uint8_t>& codes,
-               std::uint16_t destinationPort)
+               std::uint16_t destinationPort, packet_dump* capture)
     : CallThread(GPAL_THREAD_PRIORITY_VOICE),
       m_stream(stream),
       m_codes(codes),
       m_destinationPort(destinationPort),
+      m_capture(capture),
       m_frames(static_cast<int>((codes.size() + FRAME_SAMPLES - 1) / FRAME_SAMPLES))
 {
     m_lateness.reserve(static_cast<std::size_t>(m_frames));
@@ -78,13 +79,22 @@ void Sender::work()
             break;
         }
         m_lateness.push_back(late);
-        const RtpPacket packet = toPacket(m_stream, frame(index));
-        if (!m_socket.send(packet.data(), packet.size(), m_destinationPort)) {
-            ++m_failed;
-        }
-        ++m_sent;
+        send(toPacket(m_stream, frame(index)));
     }
     m_done.signal();
+}
+
+void Sender::send(RtpPacket packet)
+{
+    if (!m_socket.send(packet.data(), packet.size(), m_destinationPort)) {
+        ++m_failed;
+    }
+    ++m_sent;
+    const auto size = static_cast<int>(packet.size());
+    if (m_capture != nullptr &&
+        m_capture->write(reinterpret_cast<char*>(packet.data()), size, PACKET_DUMP_UDP) == size) {
+        ++m_captured;
+    }
 }
 
 Receiver::Receiver(const RtpStream& stream, FrameQueue& queue)

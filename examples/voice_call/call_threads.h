@@ -11,6 +11,7 @@
 
 #include <gpal/GPALThreadPriority.h>
 #include <gpal/osTimerThread.h>
+#include <gpal/packet_dump.h>
 #include <gpal/Threadable.h>
 #include <gpal/Threader.h>
 #include <gpal/Wait.h>
@@ -71,9 +72,10 @@ private:
 class Sender : public CallThread
 {
 public:
-    /// The last frame of \p codes is filled up with silence.
+    /// The last frame of \p codes is filled up with silence. What is sent also goes into
+    /// \p capture, unless that is null.
     Sender(const RtpStream& stream, const std::vector<std::uint8_t>& codes,
-           std::uint16_t destinationPort);
+           std::uint16_t destinationPort, packet_dump* capture = nullptr);
 
     int frames() const { return m_frames; }
     /// Ends the call at the next tick, from any thread.
@@ -83,6 +85,7 @@ public:
 
     int sent() const { return m_sent; }
     int failed() const { return m_failed; }
+    int captured() const { return m_captured; }
     /// How late each tick was, in microseconds. To be asked for after `join`.
     const std::vector<int>& lateness() const { return m_lateness; }
     /// The port that it sends from.
@@ -90,11 +93,13 @@ public:
 
 private:
     void work() override;
+    void send(RtpPacket packet);
     Frame frame(int index) const;
 
     const RtpStream m_stream;
     const std::vector<std::uint8_t>& m_codes;
     const std::uint16_t m_destinationPort;
+    packet_dump* const m_capture;
     const int m_frames;
     MediaSocket m_socket;
     FrameTicker m_ticker;
@@ -103,6 +108,7 @@ private:
     std::atomic<bool> m_hungUp{false};
     std::atomic<int> m_sent{0};   ///< frames that got their tick
     std::atomic<int> m_failed{0}; ///< those of them that the network did not take
+    std::atomic<int> m_captured{0};
 };
 
 /// Takes packets from the network and hands their frames over, so that it is back at the socket

@@ -2,14 +2,20 @@
 /// A typical request to the layer, as a program: a recording crosses a telephone call from one
 /// thread to another. `--help` says what it does; call.h is the place to start reading.
 #include <algorithm>
+#include <cerrno>
+#include <cstring>
 #include <exception>
+#include <fstream>
 #include <iostream>
+#include <memory>
 #include <stdexcept>
 #include <sys/stat.h>
 
+#include <gpal/packet_dump.h>
 #include <gpal/Semaphore.h>
 
 #include "call.h"
+#include "crash_report.h"
 #include "g711.h"
 #include "interrupt.h"
 #include "options.h"
@@ -45,6 +51,24 @@ ThreadFigures figures(const TimerMonitor& monitor)
             wantedNice(GPAL_THREAD_PRIORITY_TIMER), monitor.nice()};
 }
 
+/// The file that the packets are written to, if one is wanted.
+std::unique_ptr<packet_dump> openCapture(const Options& options)
+{
+    if (options.capture.empty()) {
+        return nullptr;
+    }
+    if (areTheSameFile(options.input, options.capture) ||
+        areTheSameFile(options.output, options.capture)) {
+        throw std::runtime_error(options.capture +
+                                 " is the input or the output; name another file with --capture");
+    }
+    if (!std::ofstream(options.capture)) {
+        throw std::runtime_error("cannot write " + options.capture + ": " + std::strerror(errno));
+    }
+    std::string name = options.capture;
+    return std::make_unique<packet_dump>(name.data());
+}
+
 int makeCall(const Options& options)
 {
     const WavAudio input = readWavFile(options.input);
@@ -52,6 +76,7 @@ int makeCall(const Options& options)
         throw std::runtime_error(options.output + " is the input; name another file with --output");
     }
     WavOutput output(options.output);
+    const std::unique_ptr<packet_dump> capture = openCapture(options);
     const std::vector<std::uint8_t> codes =
         muLawEncode(toTelephoneRate(toMono(input), input.sampleRate));
 
@@ -59,7 +84,7 @@ int makeCall(const Options& options)
     TimerMonitor monitor;
     monitor.start();
 
-    Call call(codes);
+    Call call(codes, capture.get());
     CallResult result;
     {
         const ProgressLine line;
@@ -80,7 +105,7 @@ int makeCall(const Options& options)
     result.threads.insert(result.threads.begin(), figures(monitor));
     const int signalNumber = interruptedBy();
     writeReport(std::cout,
-                {options.input, input.sampleRate, input.channels, options.output,
+                {options.input, input.sampleRate, input.channels, options.output, options.capture,
                  result.audio.size(), asEncoded, signalNumber != 0},
                 result);
     std::cout << "Semaphores still alive (locks, events and counters of the call and its timers):\n"
@@ -109,7 +134,11 @@ int main(int argc, char** argv)
         return ALL_ARRIVED;
     }
     noteInterrupts();
+    reportCrashes();
     try {
+        if (options.crash) {
+            crash();
+        }
         return makeCall(options);
     } catch (const std::exception& error) {
         std::cerr << "voice_call: " << error.what() << '\n';

@@ -8,7 +8,6 @@
 #include <stdexcept>
 #include <string>
 #include <sys/socket.h>
-#include <unistd.h>
 
 namespace voicecall
 {
@@ -26,48 +25,42 @@ sockaddr_in loopback(std::uint16_t port)
 
 } // namespace
 
-MediaSocket::MediaSocket() : m_socket(socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0))
+MediaSocket::MediaSocket()
 {
+    constexpr unsigned char EXPEDITED_FORWARDING = 46; // RFC 3246
+    // The layer binds ports that are named. Any free one is the kernel's to choose.
     sockaddr_in address = loopback(0);
     socklen_t length = sizeof(address);
     auto* const plain = reinterpret_cast<sockaddr*>(&address);
-    if (m_socket < 0 || bind(m_socket, plain, length) != 0 ||
-        getsockname(m_socket, plain, &length) != 0) {
-        const std::string reason = std::strerror(errno);
-        if (m_socket >= 0) {
-            close(m_socket);
-        }
-        throw std::runtime_error("cannot open a UDP socket on 127.0.0.1: " + reason);
+    const int handle = m_socket.open(0, ADDRESS_FAMILY_IPV4, "voice_call", "127.0.0.1");
+    if (handle < 0 || bind(handle, plain, length) != 0 ||
+        getsockname(handle, plain, &length) != 0) {
+        throw std::runtime_error(std::string("cannot open a UDP socket on 127.0.0.1: ") +
+                                 std::strerror(errno));
     }
     m_port = ntohs(address.sin_port);
+    m_socket.setPriority(EXPEDITED_FORWARDING);
 }
 
-MediaSocket::~MediaSocket()
+bool MediaSocket::send(const std::uint8_t* packet, std::size_t size, std::uint16_t port)
 {
-    close(m_socket);
-}
-
-bool MediaSocket::send(const std::uint8_t* packet, std::size_t size, std::uint16_t port) const
-{
-    const sockaddr_in to = loopback(port);
-    return sendto(m_socket, packet, size, 0, reinterpret_cast<const sockaddr*>(&to), sizeof(to)) ==
-           static_cast<ssize_t>(size);
+    sockaddr_in to = loopback(port);
+    unsigned int length = sizeof(to);
+    return m_socket.write(reinterpret_cast<const char*>(packet), static_cast<unsigned int>(size),
+                          reinterpret_cast<sockaddr*>(&to), &length) == static_cast<int>(size);
 }
 
 int MediaSocket::receive(std::uint8_t* packet, std::size_t capacity, int timeoutMs,
-                         std::uint16_t& fromPort) const
+                         std::uint16_t& fromPort)
 {
-    pollfd waiting{m_socket, POLLIN, 0};
+    // The layer's read waits without limit.
+    pollfd waiting{m_socket.socketHandle(), POLLIN, 0};
     if (poll(&waiting, 1, timeoutMs) <= 0) {
         return -1;
     }
-    sockaddr_in from{};
-    socklen_t length = sizeof(from);
-    // It may have gone again meanwhile: the kernel drops packets with a wrong checksum late.
-    const ssize_t size = recvfrom(m_socket, packet, capacity, MSG_DONTWAIT,
-                                  reinterpret_cast<sockaddr*>(&from), &length);
-    fromPort = ntohs(from.sin_port);
-    return static_cast<int>(size);
+    unsigned int fromAddress = 0;
+    return m_socket.read(reinterpret_cast<char*>(packet), static_cast<int>(capacity), fromAddress,
+                         fromPort);
 }
 
 } // namespace voicecall

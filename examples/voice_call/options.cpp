@@ -8,6 +8,8 @@ namespace voicecall
 Options readOptions(int argc, char** argv)
 {
     static const option KNOWN[] = {{"output", required_argument, nullptr, 'o'},
+                                   {"capture", required_argument, nullptr, 'c'},
+                                   {"crash", no_argument, nullptr, 'x'},
                                    {"help", no_argument, nullptr, 'h'},
                                    {nullptr, 0, nullptr, 0}};
     Options options;
@@ -15,6 +17,10 @@ Options readOptions(int argc, char** argv)
     for (int found = 0; (found = getopt_long(argc, argv, "", KNOWN, nullptr)) != -1;) {
         if (found == 'o') {
             options.output = optarg;
+        } else if (found == 'c') {
+            options.capture = optarg;
+        } else if (found == 'x') {
+            options.crash = true;
         } else if (found == 'h') {
             options.help = true;
         } else {
@@ -32,7 +38,7 @@ Options readOptions(int argc, char** argv)
 
 std::string usage()
 {
-    return "usage: voice_call [--output FILE] [--help] [WAV]\n";
+    return "usage: voice_call [--output FILE] [--capture FILE] [--crash] [--help] [WAV]\n";
 }
 
 std::string help()
@@ -53,6 +59,10 @@ std::string help()
            "  --output FILE  where to write what arrived, 8 kHz mono (default: " +
            defaults.output +
            ")\n"
+           "  --capture FILE where to write the packets, as a capture file; their UDP port in "
+           "there\n"
+           "                 is 5120, which a viewer is to be told carries RTP\n"
+           "  --crash        make a bad memory access, to see what is reported of one\n"
            "  --help         this text\n"
            "\n"
            "Exit status: 0 all arrived unchanged, 1 frames were lost or differ, 2 the call could\n"

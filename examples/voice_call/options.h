@@ -11,6 +11,8 @@ namespace voicecall
 struct Options {
     std::string input = "/usr/share/sounds/alsa/Front_Center.wav";
     std::string output = "voice_call.wav";
+    std::string capture; ///< "" for none
+    bool crash = false;
     bool help = false;
     bool valid = true;
 };

@@ -119,8 +119,11 @@ void writeReport(std::ostream& out, const ReportFacts& facts, const CallResult& 
         << facts.input << " (" << facts.inputRate << " Hz, "
         << (facts.inputChannels == 1 ? "mono" : "stereo") << ", " << seconds(call.frames) << ")\n"
         << label("Output") << facts.output << " (8000 Hz, mono, " << facts.samplesWritten
-        << " samples)\n"
-        << label("Audio")
+        << " samples)\n";
+    if (!facts.capture.empty()) {
+        out << label("Capture") << facts.capture << " (" << call.captured << " packets)\n";
+    }
+    out << label("Audio")
         << (facts.asEncoded ? "equal to the encoded and decoded input, sample for sample"
                             : "DIFFERENT from the encoded and decoded input")
         << "\n";

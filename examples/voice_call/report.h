@@ -40,6 +40,7 @@ struct ReportFacts {
     unsigned inputRate;
     unsigned inputChannels;
     std::string output;
+    std::string capture; ///< "" when none was wanted
     std::size_t samplesWritten;
     bool asEncoded; ///< the recording equals what was encoded and decoded, sample for sample
     bool interrupted;

@@ -42,10 +42,21 @@ TEST(Options, nameInputAndOutput)
     }
 }
 
+TEST(Options, askForACaptureAndForACrash)
+{
+    const voicecall::Options options = read({"--capture", "call.pcap", "--crash"});
+    EXPECT_TRUE(options.valid);
+    EXPECT_EQ(options.capture, "call.pcap");
+    EXPECT_TRUE(options.crash);
+    EXPECT_EQ(read({}).capture, "");
+    EXPECT_FALSE(read({}).crash);
+}
+
 TEST(Options, areInvalidWhenUnknownIncompleteOrTooMany)
 {
     EXPECT_FALSE(read({"--loud"}).valid);
     EXPECT_FALSE(read({"-x"}).valid);
+    EXPECT_FALSE(read({"--capture"}).valid);
     EXPECT_FALSE(read({"--output"}).valid);
     EXPECT_FALSE(read({"--help=yes"}).valid);
     EXPECT_FALSE(read({"a.wav", "b.wav"}).valid);

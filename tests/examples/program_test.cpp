@@ -1,10 +1,12 @@
 #include <algorithm>
+#include <array>
 #include <chrono>
 #include <cmath>
 #include <csignal>
 #include <cstdlib>
 #include <fstream>
 #include <gmock/gmock.h>
+#include <gpal/packet_dump.h>
 #include <gtest/gtest.h>
 
 #include "g711.h"
@@ -51,6 +53,9 @@ void writeBytes(const std::string& path, const std::vector<std::uint8_t>& bytes)
     file.write(reinterpret_cast<const char*>(bytes.data()),
                static_cast<std::streamsize>(bytes.size()));
 }
+
+const char* const USAGE =
+    "usage: voice_call [--output FILE] [--capture FILE] [--crash] [--help] [WAV]\n";
 
 /// The number behind the last \p label in what the program printed; -1 when there is none.
 int figure(const std::string& text, const std::string& label)
@@ -147,6 +152,46 @@ TEST_F(VoiceCall, showsProgressOnATerminalAndTakesItAwayAgain)
     EXPECT_THAT(run.errors(), Not(HasSubstr("\n")));
 }
 
+TEST_F(VoiceCall, writesWhatItSendsIntoACapture)
+{
+    writeInput(sweep(8000, 1, 100));
+    ProgramRun run(m_directory, {"in.wav", "--capture", "call.pcap"});
+    EXPECT_EQ(run.wait(), 0);
+    EXPECT_THAT(run.output(), HasSubstr("\nCapture:          call.pcap (5 packets)\n"));
+
+    packet_dump capture(m_directory.path("call.pcap").data());
+    std::array<char, 2048> packet{};
+    t_packet_dump_type type = PACKET_DUMP_OTHER;
+    const auto size = static_cast<int>(packet.size());
+    for (int frame = 0; frame < 5; ++frame) {
+        ASSERT_EQ(capture.read(packet.data(), size, &type), 172) << "RTP header and 20 ms";
+        EXPECT_EQ(type, PACKET_DUMP_UDP);
+        EXPECT_EQ(static_cast<unsigned char>(packet[0]), 0x80) << "RTP version 2";
+        EXPECT_EQ(packet[1] & 0x7F, 0) << "mu-law";
+    }
+    EXPECT_EQ(capture.read(packet.data(), size, &type), -1);
+}
+
+TEST_F(VoiceCall, findsOutBeforeTheCallThatItsCaptureCanNotBeWritten)
+{
+    writeInput(sweep(8000, 1, 60000));
+    EXPECT_EQ(complaint({"in.wav", "--capture", "none/call.pcap"}),
+              "voice_call: cannot write none/call.pcap: No such file or directory\n");
+    EXPECT_THAT(complaint({"in.wav", "--capture", "./in.wav"}), HasSubstr("is the input"));
+    EXPECT_THAT(complaint({"in.wav", "--capture", "voice_call.wav"}), HasSubstr("the output"));
+    EXPECT_EQ(voicecall::readWavFile(m_directory.path("in.wav")).samples.size(), 480000U);
+}
+
+TEST_F(VoiceCall, reportsACrashWithRegistersAndCallStackAndEndsByIt)
+{
+    ProgramRun run(m_directory, {"--crash"});
+    EXPECT_EQ(run.wait(), -SIGSEGV);
+    const std::string report = run.errors();
+    EXPECT_THAT(report, HasSubstr("\nvoice_call has crashed: SIGSEGV\npc = "));
+    EXPECT_THAT(report, ContainsRegex("Call stack:\n  .*voice_call\\(.*crash.*\\) \\["));
+    EXPECT_THAT(report, ContainsRegex("\n  .*voice_call\\(main\\+0x"));
+}
+
 TEST_F(VoiceCall, namesAFileThatIsMissing)
 {
     EXPECT_EQ(complaint({"none.wav"}), "voice_call: none.wav: No such file or directory\n");
@@ -193,15 +238,15 @@ TEST_F(VoiceCall, doesNotOverwriteItsInput)
 
 TEST_F(VoiceCall, answersAnUnknownOptionWithItsUsage)
 {
-    EXPECT_EQ(complaint({"--loud"}), "usage: voice_call [--output FILE] [--help] [WAV]\n");
-    EXPECT_EQ(complaint({"a.wav", "b.wav"}), "usage: voice_call [--output FILE] [--help] [WAV]\n");
+    EXPECT_EQ(complaint({"--loud"}), USAGE);
+    EXPECT_EQ(complaint({"a.wav", "b.wav"}), USAGE);
 }
 
 TEST_F(VoiceCall, explainsItself)
 {
     ProgramRun run(m_directory, {"--help"});
     EXPECT_EQ(run.wait(), 0);
-    EXPECT_THAT(run.output(), StartsWith("usage: voice_call [--output FILE] [--help] [WAV]\n"));
+    EXPECT_THAT(run.output(), StartsWith(USAGE));
     EXPECT_THAT(run.output(), HasSubstr("Exit status: 0"));
     EXPECT_EQ(run.errors(), "");
 }

@@ -8,6 +8,7 @@
 
 using namespace voicecall;
 using testing::HasSubstr;
+using testing::Not;
 
 namespace
 {
@@ -29,11 +30,21 @@ CallResult someCall()
 std::string report(const CallResult& call, bool asEncoded = true, bool interrupted = false)
 {
     std::ostringstream out;
-    writeReport(out, {"in.wav", 44100, 2, "out.wav", 8000, asEncoded, interrupted}, call);
+    writeReport(out, {"in.wav", 44100, 2, "out.wav", "", 8000, asEncoded, interrupted}, call);
     return out.str();
 }
 
 } // namespace
+
+TEST(Report, namesTheCaptureWhenOneWasMade)
+{
+    CallResult call;
+    call.captured = 25;
+    std::ostringstream out;
+    writeReport(out, {"in.wav", 8000, 1, "out.wav", "call.pcap", 4000, true, false}, call);
+    EXPECT_THAT(out.str(), HasSubstr("\nCapture:          call.pcap (25 packets)\n"));
+    EXPECT_THAT(report(call), Not(HasSubstr("Capture")));
+}
 
 TEST(Percentile, isTheSmallestValueThatEnoughOthersDoNotExceed)
 {

@@ -51,8 +51,8 @@ TEST(Receiver, handsOverFramesOfItsCallAndCountsAllOtherPackets)
 {
     FrameQueue queue;
     Receiver receiver(RtpStream::atRandom(), queue);
-    const MediaSocket peer;
-    const MediaSocket stranger;
+    MediaSocket peer;
+    MediaSocket stranger;
     receiver.acceptFrom(peer.port());
     const std::unique_ptr<ThreaderIfc> threader(ThreaderFactory().createNewThreader());
     ASSERT_TRUE(receiver.start(*threader));
@@ -60,12 +60,11 @@ TEST(Receiver, handsOverFramesOfItsCallAndCountsAllOtherPackets)
     const std::uint8_t noise[] = {1, 2, 3};
     ASSERT_TRUE(stranger.send(packet.data(), packet.size(), receiver.port()));
     ASSERT_TRUE(peer.send(noise, sizeof(noise), receiver.port()));
-    ASSERT_TRUE(peer.send(noise, 0, receiver.port()));
     ASSERT_TRUE(peer.send(packet.data(), packet.size(), receiver.port()));
     Frame frame;
     ASSERT_TRUE(queue.take(frame));
     EXPECT_EQ(frame.payload, frameAt(0, CODE).payload);
-    EXPECT_EQ(receiver.foreign(), 3);
+    EXPECT_EQ(receiver.foreign(), 2);
     receiver.stop();
     receiver.join();
 }
@@ -74,7 +73,7 @@ TEST(Sender, fillsTheLastFrameUpWithSilence)
 {
     osTimerThread monitor;
     monitor.start();
-    const MediaSocket peer;
+    MediaSocket peer;
     const std::vector<std::uint8_t> codes(170, CODE);
     const RtpStream stream = RtpStream::atRandom();
     Sender sender(stream, codes, peer.port());
