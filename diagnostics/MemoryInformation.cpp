@@ -24,7 +24,8 @@ void redirectOutput(int descriptor)
     std::fflush(stdout);
     dup2(descriptor, STDOUT_FILENO);
     dup2(descriptor, STDERR_FILENO);
-    if (descriptor > STDERR_FILENO) {
+    // A process without these two was given one of them by the opening itself.
+    if (descriptor != STDOUT_FILENO && descriptor != STDERR_FILENO) {
         close(descriptor);
     }
 }

@@ -6,13 +6,16 @@
 
 #include <gpal/Storage.h>
 
+#include "base/cancellation.h"
 #include "diagnostics/command_line.h"
 
 namespace
 {
 
+/// A thread that is cancelled finishes its command first, so that the file does not stay open.
 void tellDriver(const char* command)
 {
+    const gpal::detail::CancellationHeldOff untilTold;
     FILE* driver = std::fopen("/proc/driver/ifx_wdt", "w");
     if (driver != nullptr) {
         std::fputs(command, driver);

@@ -20,7 +20,9 @@ constexpr int VLAN_TAG_SIZE = 4;
 constexpr int UDP_SIZE = 8;
 constexpr int TCP_SIZE = 20;
 
-/// Where fields stand in the link and network header, and in those of the transports.
+/// Where fields stand in a record's header, in the link and network header, and in those of the
+/// transports.
+constexpr int CAPTURED_LENGTH_AT = 8;
 constexpr int ETHERNET_TYPE_AT = 12;
 constexpr int TOTAL_LENGTH_AT = ETHERNET_SIZE + 2;
 constexpr int PROTOCOL_AT = ETHERNET_SIZE + 9;
@@ -39,9 +41,8 @@ constexpr std::array<unsigned char, FILE_HEADER_SIZE> FILE_HEADER = {
     0xD4, 0xC3, 0xB2, 0xA1, 2, 0, 4, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0xFF, 0xFF, 0, 0, 1, 0, 0, 0};
 
 /// IPv4 in Ethernet: don't fragment, 64 hops, UDP; addresses, length and checksum are zero.
-constexpr std::array<unsigned char, LINK_AND_NETWORK_SIZE + VLAN_TAG_SIZE> LINK_AND_NETWORK_HEADER =
-    {0,    0,    0,    0, 0, 0, 0, 0, 0,    0, 0,  0,
-     0x08, 0x00, 0x45, 0, 0, 0, 0, 0, 0x40, 0, 64, PROTOCOL_UDP};
+constexpr std::array<unsigned char, LINK_AND_NETWORK_SIZE> LINK_AND_NETWORK_HEADER = {
+    0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0x08, 0x00, 0x45, 0, 0, 0, 0, 0, 0x40, 0, 64, PROTOCOL_UDP};
 
 /// Port 5120 to 5120, no checksum.
 constexpr std::array<unsigned char, UDP_SIZE> UDP_HEADER = {0x14, 0x00, 0x14, 0x00};

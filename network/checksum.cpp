@@ -14,6 +14,9 @@ std::uint32_t folded(std::uint32_t sum)
 
 unsigned short checksum_1(unsigned char* data, int length)
 {
+    if (data == nullptr) {
+        length = 0;
+    }
     std::uint32_t sum = 0;
     for (; length >= 2; length -= 2, data += 2) {
         sum += static_cast<std::uint32_t>(data[0] << 8 | data[1]);

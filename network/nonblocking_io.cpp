@@ -71,6 +71,10 @@ int recvfrom_overNonBlocking(int fd, void* buf, unsigned int len, int flags, soc
     if (!fitsIntoSet(fd)) {
         return -1;
     }
+    if (from != nullptr && fromLen == nullptr) {
+        errno = EFAULT; // the kernel would say so once the datagram is lost
+        return -1;
+    }
     fd_set readable;
     FD_ZERO(&readable);
     FD_SET(fd, &readable);

@@ -1,5 +1,6 @@
 #include <gpal/packet_dump.h>
 
+#include <atomic>
 #include <cstdio>
 #include <cstring>
 #include <string>
@@ -28,12 +29,22 @@ int atLeastZero(int length)
     return length > 0 ? length : 0;
 }
 
+/// Few system calls rather than little memory: captures are made of calls that are going on.
+constexpr std::size_t STREAM_BUFFER_SIZE = 32768;
+
 /// Puts a 32-bit field of the file format down and returns where the next one goes.
 unsigned char* storeFileLong(unsigned char* at, unsigned int value)
 {
     const int field = host_to_little_endian_long(static_cast<int>(value));
     std::memcpy(at, &field, sizeof field);
     return at + sizeof field;
+}
+
+int loadFileLong(const unsigned char* at)
+{
+    int field = 0;
+    std::memcpy(&field, at, sizeof field);
+    return little_endian_to_host_long(field);
 }
 
 } // namespace
@@ -47,28 +58,31 @@ struct packet_dump::Implementation {
         }
     }
 
+    void open(const char* mode);
     void openForWriting();
     void fillHeaders(unsigned int length, t_packet_dump_type type);
     void putRecord(const char* payload, unsigned int length, t_packet_dump_type type);
 
     void openForReading();
-    bool get(void* into, int size);
-    bool getFileLong(int& value);
+    bool get(void* into, std::size_t size);
     bool getPacketHeaders(int& remaining, unsigned char& protocol);
     int getRecord(char* buffer, int size, t_packet_dump_type& type);
     int getUdpPayload(char* buffer, int size, int remaining);
     void skip(int length);
 
+    // The stream is used under the lock, or by the first call alone: its own locking, and the time
+    // that takes, is left out (..._unlocked).
     FILE* stream = nullptr;
+    std::unique_ptr<char[]> streamBuffer;
     unsigned int packetCounter = 0;
     Semaphore lock{1, 1, false};
-    std::array<unsigned char, FILE_HEADER_SIZE> fileHeader = FILE_HEADER;
-    std::array<unsigned char, LINK_AND_NETWORK_SIZE + VLAN_TAG_SIZE> linkAndNetworkHeader =
-        LINK_AND_NETWORK_HEADER;
+    std::array<unsigned char, LINK_AND_NETWORK_SIZE> linkAndNetworkHeader = LINK_AND_NETWORK_HEADER;
     std::array<unsigned char, UDP_SIZE> udpHeader = UDP_HEADER;
     std::array<unsigned char, TCP_SIZE> tcpHeader = TCP_HEADER;
     std::string name;
-    unsigned int state = UNOPENED;
+    /// Looked at before the lock is taken too: the wrong function fails without waiting for a
+    /// record.
+    std::atomic<unsigned int> state{UNOPENED};
 };
 
 packet_dump::packet_dump(char* file) : m_implementation(std::make_unique<Implementation>(file)) {}
@@ -101,13 +115,22 @@ int packet_dump::write(char* payload, int length, t_packet_dump_type type)
     return length;
 }
 
+void packet_dump::Implementation::open(const char* mode)
+{
+    stream = std::fopen(name.c_str(), mode);
+    if (stream != nullptr) {
+        streamBuffer.reset(new char[STREAM_BUFFER_SIZE]);
+        std::setvbuf(stream, streamBuffer.get(), _IOFBF, STREAM_BUFFER_SIZE);
+    }
+}
+
 void packet_dump::Implementation::openForWriting()
 {
-    stream = std::fopen(name.c_str(), "wb");
+    open("wb");
     if (stream == nullptr) {
         std::printf("packet_dump::write failed to fopen %s\n", name.c_str());
     } else {
-        std::fwrite(fileHeader.data(), 1, fileHeader.size(), stream);
+        fwrite_unlocked(FILE_HEADER.data(), 1, FILE_HEADER.size(), stream);
     }
     state = WRITING;
 }
@@ -162,8 +185,8 @@ void packet_dump::Implementation::putRecord(const char* payload, unsigned int le
     std::memcpy(at, linkAndNetworkHeader.data(), LINK_AND_NETWORK_SIZE);
     std::memcpy(at + LINK_AND_NETWORK_SIZE, transport, transportSize);
     const std::size_t headersSize = RECORD_HEADER_SIZE + LINK_AND_NETWORK_SIZE + transportSize;
-    std::fwrite(headers, 1, headersSize, stream);
-    std::fwrite(payload, 1, length, stream);
+    fwrite_unlocked(headers, 1, headersSize, stream);
+    fwrite_unlocked(payload, 1, length, stream);
 }
 
 int packet_dump::read(char* buffer, int size, t_packet_dump_type* type)
@@ -179,54 +202,47 @@ int packet_dump::read(char* buffer, int size, t_packet_dump_type* type)
         return -1;
     }
     const CriticalSection oneRecord(m_implementation->lock);
+    // Another thread's record may have been the last one.
+    if (m_implementation->state != READING) {
+        return -1;
+    }
     return m_implementation->getRecord(buffer, size, *type);
 }
 
 void packet_dump::Implementation::openForReading()
 {
-    stream = std::fopen(name.c_str(), "rb");
+    open("rb");
     state = READING;
     if (stream == nullptr) {
         std::printf("packet_dump::read failed to fopen %s\n", name.c_str());
     } else {
-        get(fileHeader.data(), FILE_HEADER_SIZE);
+        unsigned char header[FILE_HEADER_SIZE];
+        get(header, sizeof header);
     }
 }
 
 /// Reads \p size bytes; when there are fewer, reading is over for good.
-bool packet_dump::Implementation::get(void* into, int size)
+bool packet_dump::Implementation::get(void* into, std::size_t size)
 {
-    const auto wanted = static_cast<std::size_t>(size);
-    if (stream != nullptr && std::fread(into, 1, wanted, stream) == wanted) {
+    if (stream != nullptr && fread_unlocked(into, 1, size, stream) == size) {
         return true;
     }
     state = FINISHED;
     return false;
 }
 
-bool packet_dump::Implementation::getFileLong(int& value)
-{
-    if (!get(&value, sizeof value)) {
-        return false;
-    }
-    value = little_endian_to_host_long(value);
-    return true;
-}
-
 /// Reads up to the transport header. \p remaining is what the packet should still hold; lengths in
-/// the file may be anything, so it never counts below 0.
+/// the file may be anything, so it never counts below 0. Time stamp and length on the wire are of
+/// no interest.
 bool packet_dump::Implementation::getPacketHeaders(int& remaining, unsigned char& protocol)
 {
-    int seconds = 0;
-    int microseconds = 0;
-    int capturedLength = 0;
-    int lengthOnTheWire = 0;
-    unsigned char* const header = linkAndNetworkHeader.data();
-    if (!getFileLong(seconds) || !getFileLong(microseconds) || !getFileLong(capturedLength) ||
-        !getFileLong(lengthOnTheWire) || !get(header, LINK_AND_NETWORK_SIZE)) {
+    unsigned char headers[RECORD_HEADER_SIZE + LINK_AND_NETWORK_SIZE + VLAN_TAG_SIZE];
+    unsigned char* const header = headers + RECORD_HEADER_SIZE;
+    if (!get(headers, RECORD_HEADER_SIZE + LINK_AND_NETWORK_SIZE)) {
         return false;
     }
-    remaining = atLeastZero(atLeastZero(capturedLength) - LINK_AND_NETWORK_SIZE);
+    remaining = atLeastZero(atLeastZero(loadFileLong(headers + CAPTURED_LENGTH_AT)) -
+                            LINK_AND_NETWORK_SIZE);
     protocol = header[PROTOCOL_AT];
     if (header[ETHERNET_TYPE_AT] == VLAN_TYPE_FIRST_BYTE) {
         if (!get(header + LINK_AND_NETWORK_SIZE, VLAN_TAG_SIZE)) {
@@ -250,7 +266,8 @@ int packet_dump::Implementation::getRecord(char* buffer, int size, t_packet_dump
         skip(remaining);
         return 0;
     }
-    if (!get(udpHeader.data(), UDP_SIZE)) {
+    unsigned char header[UDP_SIZE];
+    if (!get(header, sizeof header)) {
         return -1;
     }
     type = PACKET_DUMP_UDP;
@@ -266,7 +283,7 @@ int packet_dump::Implementation::getUdpPayload(char* buffer, int size, int paylo
         return -1;
     }
     const auto wanted = static_cast<std::size_t>(payload);
-    const std::size_t got = std::fread(buffer, 1, wanted, stream);
+    const std::size_t got = fread_unlocked(buffer, 1, wanted, stream);
     if (got < wanted) {
         state = FINISHED;
     }

@@ -3,6 +3,7 @@
 #ifndef GPAL_GPAL_H
 #define GPAL_GPAL_H
 
+#include <gpal/backtrace.h>
 #include <gpal/BinaryStorage.h>
 #include <gpal/CriticalSection.h>
 #include <gpal/Dll.h>

@@ -34,7 +34,7 @@ public:
     ~packet_dump();
 
     /// Appends one record, stamped with the current time. The first call makes the file, or
-    /// empties it.
+    /// empties it. What was written last may stay in memory until the destructor.
     ///
     /// TCP records are numbered from 0 through their source address; all other addresses are zero.
     /// Checksums of UDP and TCP are left out (0). Records beyond 65,535 bytes are written whole,
@@ -65,7 +65,7 @@ extern "C" {
 
 /// The Internet checksum (RFC 1071) of \p length bytes, summed in network order: to be stored high
 /// byte first. A last odd byte counts as a number from 0 to 255, unlike in the RFC. 0xFFFF for no
-/// bytes. Callable from any thread.
+/// bytes, which a null \p data and a length below 0 count as. Callable from any thread.
 GPAL_API unsigned short checksum_1(unsigned char* data, int length);
 
 /// A number of which the bytes in memory are those of \p value in little-endian order. Callable

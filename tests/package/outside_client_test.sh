@@ -24,3 +24,6 @@ export PKG_CONFIG_PATH="$pc"
 "$compiler" -std=c++17 $(pkg-config --cflags gpal) "$client/client.cpp" -o client \
     $(pkg-config --libs gpal) "-Wl,-rpath,$libraries"
 ./client
+
+# The tools find the library where it was moved.
+"$work/moved/bin/gpal-info" --help >/dev/null

@@ -17,8 +17,8 @@ int main(int argc, char** argv)
         std::fputs(gpalinfo::help().c_str(), stdout);
         return 0;
     }
-    if (!options.capture.empty()) {
-        return gpalinfo::printCapture(options.capture) ? 0 : 1;
+    if (options.capture) {
+        return gpalinfo::printCapture(*options.capture) ? 0 : 1;
     }
     gpalinfo::printOverview(options.disk, options.process);
     return 0;

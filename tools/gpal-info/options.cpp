@@ -43,19 +43,18 @@ std::string help()
            "\n"
            "Shows the state of the device: memory, resource limits, disks, address, devices.\n"
            "\n"
-           "  --process NAME  also show the id of the first process whose program path holds NAME\n"
-           "                  (default: " +
+           "  --process NAME  also show the id of the first process whose program path holds\n"
+           "                  NAME (default: " +
            defaults.process +
            ")\n"
-           "  --disk PATH     show the disk of PATH (default: those of the user disk, the "
-           "volatile\n"
-           "                  and the persistent location)\n"
+           "  --disk PATH     show the disk of PATH (default: those of the user disk, the\n"
+           "                  volatile and the persistent location)\n"
            "  --capture FILE  list the records of a packet capture instead\n"
            "  --help          this text\n"
            "\n"
-           "The user's figures of a disk are shown when MIRTA_USER_DISK is set; what is reserved\n"
-           "is for the system and for working memory. All are computed in 32 bits, as on the\n"
-           "device: above 2 GiB they are wrong.\n"
+           "The user's figures of a disk are shown when MIRTA_USER_DISK is set; the two\n"
+           "reserves are the system's and that of working memory. All are computed in 32\n"
+           "bits, as on the device: above 2 GiB they are wrong.\n"
            "\n"
            "Exit status: 0, 1 when the capture can't be read, 2 for a wrong command line.\n";
 }

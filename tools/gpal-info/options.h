@@ -3,6 +3,7 @@
 #ifndef GPAL_INFO_OPTIONS_H
 #define GPAL_INFO_OPTIONS_H
 
+#include <optional>
 #include <string>
 
 namespace gpalinfo
@@ -10,8 +11,8 @@ namespace gpalinfo
 
 struct Options {
     std::string process = "init";
-    std::string disk;    ///< "" for the locations that the environment names
-    std::string capture; ///< "" for the overview
+    std::string disk;                   ///< "" for the locations that the environment names
+    std::optional<std::string> capture; ///< in place of the overview
     bool help = false;
     bool valid = true;
 };

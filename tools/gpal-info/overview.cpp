@@ -7,9 +7,9 @@
 #include <gpal/Storage.h>
 #include <gpal/Ulimit.h>
 #include <gpal/Watchdog.h>
+#include <iterator>
 #include <list>
 #include <string>
-#include <vector>
 
 namespace gpalinfo
 {
@@ -35,14 +35,18 @@ void printLimits()
         {"CPU s", 't'},       {"file blocks", 'f'},      {"data kB", 'd'},   {"stack kB", 's'},
         {"core blocks", 'c'}, {"memory kB", 'm'},        {"locked kB", 'l'}, {"processes", 'p'},
         {"open files", 'n'},  {"address space kB", 'v'}, {"file locks", 'w'}};
-    std::printf("Limits:");
-    int column = 0;
+    std::string line = "Limits:";
     for (const Limit& limit : LIMITS) {
         std::string value = "unknown";
         Ulimit().getulimit(limit.option, value);
-        std::printf("%s%s %s", column++ % 4 == 0 ? "\n  " : ", ", limit.name, value.c_str());
+        const std::string item = std::string(" ") + limit.name + " " + value;
+        if (line.size() + item.size() + 1 > WIDTH) {
+            std::printf("%s\n", line.c_str());
+            line = " ";
+        }
+        line += item + (&limit == std::end(LIMITS) - 1 ? "" : ",");
     }
-    std::printf("\n\n");
+    std::printf("%s\n\n", line.c_str());
 }
 
 /// The figures of one disk; those of its user only where the environment says which disk is theirs.
@@ -59,7 +63,7 @@ void printDisk(const std::string& path)
     if (std::getenv("MIRTA_USER_DISK") == nullptr) {
         return; // the layer needs it for all that follows
     }
-    std::printf("  user  %11d of %11d bytes free, reserved %d + %d\n", Storage::UserDiskSpace(path),
+    std::printf("  user  %11d of %11d bytes free, reserve %d + %d\n", Storage::UserDiskSpace(path),
                 Storage::UserDiskSize(path), Storage::ReserveSize(path),
                 Storage::ReservedWorkingSpaceSize(path));
 }

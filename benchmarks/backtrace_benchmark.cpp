@@ -1,0 +1,64 @@
+/// \file
+/// Back traces. "layer" is the layer, "hand" what a program would call without it: the C library's
+/// functions, which record and name addresses alike.
+#include <benchmark/benchmark.h>
+#include <cstdlib>
+#include <execinfo.h>
+
+#include <gpal/backtrace.h>
+
+namespace
+{
+
+constexpr int FRAMES = 20;
+
+/// Runs \p work with \p depth frames more on the stack.
+template <typename Work>
+__attribute__((noinline)) void atDepth(int depth, Work& work)
+{
+    if (depth == 0) {
+        work();
+    } else {
+        atDepth(depth - 1, work);
+    }
+    benchmark::ClobberMemory();
+}
+
+using Record = int (*)(void**, int);
+
+void record(benchmark::State& state, Record recorded)
+{
+    void* frames[FRAMES];
+    auto loop = [&] {
+        for (auto _ : state) {
+            benchmark::DoNotOptimize(recorded(frames, FRAMES));
+        }
+    };
+    atDepth(FRAMES, loop);
+}
+BENCHMARK_CAPTURE(record, layer, get_backtrace)->Name("backtrace20/layer");
+BENCHMARK_CAPTURE(record, hand, backtrace)->Name("backtrace20/hand");
+
+using Describe = char** (*)(void**, int);
+
+char** describeByHand(void** frames, int count)
+{
+    return backtrace_symbols(frames, count);
+}
+
+void describe(benchmark::State& state, Describe described)
+{
+    void* frames[FRAMES];
+    int count = 0;
+    auto once = [&] { count = backtrace(frames, FRAMES); };
+    atDepth(FRAMES, once);
+    for (auto _ : state) {
+        char** texts = described(frames, count);
+        benchmark::DoNotOptimize(texts);
+        std::free(texts);
+    }
+}
+BENCHMARK_CAPTURE(describe, layer, get_backtrace_symbols)->Name("symbols20/layer");
+BENCHMARK_CAPTURE(describe, hand, describeByHand)->Name("symbols20/hand");
+
+} // namespace

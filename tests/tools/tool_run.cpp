@@ -1,0 +1,76 @@
+#include "tool_run.h"
+
+#include <cstdlib>
+#include <fcntl.h>
+#include <sstream>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include "support/temporary_directory.h"
+
+namespace
+{
+
+/// What is to be executed: the tool, behind an emulator where it is another processor's. The
+/// environment may name it, for a machine that has no build directory.
+std::vector<std::string> commandLine(const std::vector<std::string>& arguments)
+{
+    std::vector<std::string> words;
+    std::istringstream emulator(GPAL_INFO_EMULATOR);
+    for (std::string word; std::getline(emulator, word, ';');) {
+        words.push_back(word);
+    }
+    const char* named = std::getenv("GPAL_INFO_PROGRAM");
+    words.emplace_back(named != nullptr ? named : GPAL_INFO_PROGRAM);
+    words.insert(words.end(), arguments.begin(), arguments.end());
+    return words;
+}
+
+void redirect(int descriptor, const std::string& path)
+{
+    const int file = open(path.c_str(), O_WRONLY | O_CREAT, 0644);
+    if (file < 0 || dup2(file, descriptor) < 0) {
+        _exit(126);
+    }
+}
+
+void setEnvironment(std::vector<std::string> variables)
+{
+    for (const char* name :
+         {"MIRTA_VOLATILE_LOCATION", "MIRTA_PERSISTENT_LOCATION", "MIRTA_USER_DISK",
+          "MIRTA_USER_DISK_RESERVED", "MIRTA_USER_DISK_RESERVED_WORKINGMEMORY"}) {
+        unsetenv(name);
+    }
+    for (const std::string& variable : variables) {
+        const std::size_t sign = variable.find('=');
+        setenv(variable.substr(0, sign).c_str(), variable.substr(sign + 1).c_str(), 1);
+    }
+}
+
+} // namespace
+
+ToolRun runTool(const std::vector<std::string>& arguments,
+                const std::vector<std::string>& environment, const std::string& directory)
+{
+    const support::TemporaryDirectory files;
+    std::vector<std::string> words = commandLine(arguments);
+    std::vector<char*> vector;
+    for (std::string& word : words) {
+        vector.push_back(word.data());
+    }
+    vector.push_back(nullptr);
+    const pid_t child = fork();
+    if (child == 0) {
+        setEnvironment(environment);
+        redirect(STDOUT_FILENO, files.path("output"));
+        redirect(STDERR_FILENO, files.path("errors"));
+        if (chdir(directory.c_str()) == 0) {
+            execv(vector[0], vector.data());
+        }
+        _exit(127);
+    }
+    int status = 0;
+    waitpid(child, &status, 0);
+    return {WIFEXITED(status) ? WEXITSTATUS(status) : -WTERMSIG(status),
+            support::contentOf(files.path("output")), support::contentOf(files.path("errors"))};
+}
