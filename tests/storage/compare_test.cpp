@@ -208,6 +208,7 @@ TEST_F(ComparisonByAStandIn, failsWhenItCannotBeWaitedForAndEndsTheChild)
     });
     std::vector<unsigned int> pauses;
     const Replacement quick(calls::sleep, [&](unsigned int seconds) {
+        EXPECT_EQ(m_log.lines().size(), 1U) << "the failure is logged before the child is ended";
         pauses.push_back(seconds);
         return 0U;
     });
