@@ -16,6 +16,8 @@ GPALAnonymousPipe::GPALAnonymousPipe() : readFd(-1), writeFd(-1)
 GPALAnonymousPipe::~GPALAnonymousPipe()
 {
     const gpal::detail::CancellationHeldOff untilClosed;
+    // What the fields say is closed, whatever callers did to it meanwhile: the pipe owns both ends.
+    // A -1 is refused by the kernel.
     close(readFd);
     close(writeFd);
 }

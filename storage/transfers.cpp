@@ -91,9 +91,9 @@ int Storage::compareFiles(std::string const& first, std::string const& second)
 {
     constexpr int NOT_COMPARED = -1;
     const char* argv[] = {"/bin/busybox", "cmp", first.c_str(), second.c_str(), nullptr};
+    std::unique_ptr<Process> compare; // outlives the handler: the failure is logged before it ends
     try {
-        const std::unique_ptr<Process> compare(
-            new (std::nothrow) Process(3, const_cast<char**>(argv), environ, nullptr));
+        compare.reset(new (std::nothrow) Process(3, const_cast<char**>(argv), environ, nullptr));
         if (compare == nullptr) {
             syslog(LOG_NOTICE, "Failed to start cmp utility\n");
             return NOT_COMPARED;

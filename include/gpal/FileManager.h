@@ -19,8 +19,9 @@ public:
     /// failing write is not noticed.
     virtual bool createFile(std::string const& path, std::string const& content) = 0;
 
-    /// Copies the bytes of a file, in blocks. Returns whether both could be opened, read and
-    /// written.
+    /// Copies the bytes of a file, in blocks. Returns whether both could be opened and neither
+    /// stream went bad. Its callers copy small files, whose failing write shows in the last flush;
+    /// a disk that fills up in the middle of a large one may go unnoticed, so look at its `size`.
     virtual bool copyFile(std::string const& source, std::string const& destination) = 0;
 
     /// Copies the file, then deletes the source, whether or not that succeeds. Returns the result

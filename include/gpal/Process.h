@@ -51,7 +51,8 @@ public:
 
     /// Sends SIGKILL. Returns -1 when the signal was sent: deliberately a constant that callers do
     /// not read as a failure. Throws "GPAL Process cannot kill process" (EPERM), "GPAL Process
-    /// unknown process" (ESRCH) or "GPAL Process exception".
+    /// unknown process" (ESRCH) or "GPAL Process exception". A never-started object sends its
+    /// signals to the caller's whole process group, the caller included.
     virtual int destroy() = 0;
 
     /// Sends SIGUSR2; result and exceptions as for `destroy`.

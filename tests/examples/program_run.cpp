@@ -19,12 +19,12 @@ namespace
 std::vector<std::string> commandLine(const std::vector<std::string>& arguments)
 {
     std::vector<std::string> words;
-    std::istringstream emulator(VOICE_CALL_EMULATOR);
+    std::istringstream emulator(PROGRAM_EMULATOR);
     for (std::string word; std::getline(emulator, word, ';');) {
         words.push_back(word);
     }
-    const char* named = std::getenv("VOICE_CALL_PROGRAM");
-    words.emplace_back(named != nullptr ? named : VOICE_CALL_PROGRAM);
+    const char* named = std::getenv(PROGRAM_VARIABLE);
+    words.emplace_back(named != nullptr ? named : PROGRAM);
     words.insert(words.end(), arguments.begin(), arguments.end());
     return words;
 }

@@ -1,12 +1,14 @@
 #include "stress/layer.h"
 
 #include <cerrno>
+#include <chrono>
 #include <csignal>
 #include <filesystem>
 #include <fstream>
 #include <iostream>
 #include <iterator>
 #include <sstream>
+#include <thread>
 #include <unistd.h>
 
 #include <gmock/gmock.h>
@@ -131,12 +133,23 @@ void LayerThread::join()
     }
 }
 
+/// How often the thread has gone to sleep, if it is asleep; "" if it is not.
+std::string LayerThread::sleep() const
+{
+    std::ifstream file("/proc/self/task/" + std::to_string(m_kernelId) + "/status");
+    const std::string text{std::istreambuf_iterator<char>(file), {}};
+    const std::size_t times = text.find("\nvoluntary_ctxt_switches:");
+    const bool isAsleep = text.find("\nState:\tS") != std::string::npos;
+    return isAsleep && times != std::string::npos ? text.substr(times) : "";
+}
+
 bool LayerThread::isAsleep() const
 {
-    std::ifstream file("/proc/self/task/" + std::to_string(m_kernelId) + "/stat");
-    const std::string text{std::istreambuf_iterator<char>(file), {}};
-    const std::size_t name = text.rfind(')');
-    return name != std::string::npos && text.compare(name, 3, ") S") == 0;
+    // Waiting for a moment for a lock of the C library's is no sleep.
+    constexpr auto LONG_ENOUGH = std::chrono::milliseconds(30);
+    const std::string before = sleep();
+    std::this_thread::sleep_for(LONG_ENOUGH);
+    return !before.empty() && before == sleep();
 }
 
 Figures figuresOf(Semaphore& semaphore)

@@ -64,12 +64,14 @@ public:
 
     void cancel();
     void join();
-    /// Whether the thread sleeps in the kernel.
+    /// Whether the thread sleeps in the kernel, and for a while already.
     bool isAsleep() const;
     /// Whether the function came to its end, rather than being cut short by cancellation.
     bool isFinished() const { return m_finished; }
 
 private:
+    std::string sleep() const;
+
     std::function<void()> m_body;
     std::atomic<int> m_kernelId{0};
     std::atomic<bool> m_finished{false};

@@ -1,0 +1,219 @@
+#include <gpal/BinaryStorage.h>
+#include <gpal/Storage.h>
+
+#include <memory>
+#include <type_traits>
+#include <vector>
+
+#include <gmock/gmock.h>
+
+#include "storage/descriptors.h"
+#include "support/file_calls.h"
+#include "support/observed.h"
+#include "support/slots.h"
+#include "support/temporary_directory.h"
+
+using support::callSlot;
+using support::slot;
+using testing::ElementsAre;
+
+namespace
+{
+
+constexpr auto READ = std::ios_base::in;
+constexpr auto WRITE = std::ios_base::out | std::ios_base::app;
+
+// The places of the virtual functions; the destructor takes the first two.
+constexpr int DESTROYING = 0;
+constexpr int DELETING = 1;
+constexpr int INIT = 2;
+constexpr int SHUTDOWN = 3;
+constexpr int STORE = 4;
+constexpr int RETRIEVE = 5;
+constexpr int CLEAR = 6;
+
+static_assert(std::is_abstract_v<StorageInterface>);
+static_assert(std::has_virtual_destructor_v<StorageInterface>);
+static_assert(std::is_convertible_v<Storage*, StorageInterface*>);
+static_assert(std::is_convertible_v<BinaryStorage*, Storage*>);
+static_assert(sizeof(StorageInterface) == sizeof(void*), "it has no data");
+
+// How clients pass their arguments, which is part of the names that they link against.
+static_assert(std::is_same_v<decltype(&Storage::fileSize), int (*)(std::string)>);
+static_assert(std::is_same_v<decltype(&Storage::checkDiskUsage), int (*)(std::string)>);
+static_assert(
+    std::is_same_v<decltype(&Storage::getStorageName), void (*)(std::string&, std::string&)>);
+static_assert(
+    std::is_same_v<decltype(&Storage::makeDirectory), bool (*)(std::string const&, bool)>);
+static_assert(std::is_same_v<decltype(&makeDir), int (*)(std::string, bool)>);
+static_assert(
+    std::is_same_v<decltype(&Storage::pack),
+                   bool (*)(std::string const&, bool, std::list<std::string>, bool, bool)>);
+static_assert(std::is_same_v<decltype(&Storage::packRelativeFiles),
+                             bool (*)(std::string const&, std::list<std::string>)>);
+
+/// A client's own storage, which says what was called.
+class Substitute : public StorageInterface
+{
+public:
+    explicit Substitute(std::vector<std::string>& calls) : m_calls(calls) {}
+    ~Substitute() override { m_calls.emplace_back("destructor"); }
+    int init(char const* name, std::ios_base::openmode, std::ios_base::openmode) override
+    {
+        return called("init", name, 2);
+    }
+    void shutdown() override { m_calls.emplace_back("shutdown"); }
+    int store(char const* key, char*, int length) override { return called("store", key, length); }
+    int retrieve(char const* key, char*) override { return called("retrieve", key, 5); }
+    int clear() override { return called("clear", "", 6); }
+
+private:
+    int called(const char* function, const char* argument, int result)
+    {
+        m_calls.push_back(std::string(function) + " " + argument);
+        return result;
+    }
+
+    std::vector<std::string>& m_calls;
+};
+
+class StorageObject : public testing::Test
+{
+protected:
+    support::TemporaryDirectory m_directory;
+    const std::string m_file = m_directory.path("records");
+    char m_record[4] = "abc";
+    char m_buffer[1024] = {};
+};
+
+} // namespace
+
+TEST(StorageInterface, hasItsFunctionsInTheOrderThatClientsCallThemIn)
+{
+    std::vector<std::string> calls;
+    StorageInterface* storage = new Substitute(calls);
+    EXPECT_EQ((callSlot<int(const char*, std::ios_base::openmode, std::ios_base::openmode)>(
+                  storage, INIT, "file", READ, WRITE)),
+              2);
+    callSlot<void()>(storage, SHUTDOWN);
+    EXPECT_EQ((callSlot<int(const char*, char*, int)>(storage, STORE, "key", nullptr, 4)), 4);
+    EXPECT_EQ((callSlot<int(const char*, char*)>(storage, RETRIEVE, "tag", nullptr)), 5);
+    EXPECT_EQ(callSlot<int()>(storage, CLEAR), 6);
+    callSlot<void()>(storage, DELETING);
+    EXPECT_THAT(calls, ElementsAre("init file", "shutdown", "store key", "retrieve tag", "clear ",
+                                   "destructor"));
+}
+
+TEST_F(StorageObject, isUsedThroughTheInterface)
+{
+    StorageInterface* storage = new Storage;
+    EXPECT_EQ((callSlot<int(const char*, std::ios_base::openmode, std::ios_base::openmode)>(
+                  storage, INIT, m_file.c_str(), READ, WRITE)),
+              1);
+    EXPECT_EQ((callSlot<int(const char*, char*, int)>(storage, STORE, "key", m_record, 3)), 3);
+    callSlot<void()>(storage, SHUTDOWN);
+    EXPECT_EQ(support::contentOf(m_file), "abc\n");
+    EXPECT_EQ((callSlot<int(const char*, char*)>(storage, RETRIEVE, "key", m_buffer)), 3);
+    EXPECT_STREQ(m_buffer, "abc");
+    EXPECT_EQ(callSlot<int()>(storage, CLEAR), 1);
+    EXPECT_EQ(support::contentOf(m_file), "");
+    callSlot<void()>(storage, DELETING);
+}
+
+TEST_F(StorageObject, ofBytesOverridesTheDestructorOnly)
+{
+    const Storage records;
+    const BinaryStorage bytes;
+    EXPECT_NE(slot(&records, DESTROYING), slot(&bytes, DESTROYING));
+    EXPECT_NE(slot(&records, DELETING), slot(&bytes, DELETING));
+    for (const int same : {INIT, SHUTDOWN, STORE, RETRIEVE, CLEAR}) {
+        EXPECT_EQ(slot(&records, same), slot(&bytes, same)) << same;
+    }
+}
+
+TEST_F(StorageObject, opensNothingUntilItIsUsed)
+{
+    const auto before = openDescriptors();
+    Storage storage;
+    EXPECT_EQ(storage.init(m_file.c_str(), READ, WRITE), 1);
+    EXPECT_EQ(storage.init(nullptr, READ, WRITE), 1);
+    EXPECT_EQ(storage.init(m_directory.path("missing/file").c_str(), READ, WRITE), 1);
+    EXPECT_EQ(openDescriptors(), before);
+    EXPECT_FALSE(support::exists(m_file));
+}
+
+TEST_F(StorageObject, closesItsFileWhenShutDown)
+{
+    const auto before = openDescriptors();
+    Storage storage;
+    storage.shutdown();
+    storage.init(m_file.c_str(), READ, WRITE);
+    EXPECT_EQ(storage.store("key", m_record, 3), 3);
+    EXPECT_NE(openDescriptors(), before);
+    storage.shutdown();
+    EXPECT_EQ(openDescriptors(), before);
+    EXPECT_EQ(support::contentOf(m_file), "abc\n");
+    storage.shutdown();
+}
+
+TEST_F(StorageObject, closesItsFileWhenItGoes)
+{
+    const auto before = openDescriptors();
+    {
+        const std::unique_ptr<StorageInterface> storage = std::make_unique<Storage>();
+        storage->init(m_file.c_str(), READ, WRITE);
+        EXPECT_EQ(storage->store("key", m_record, 3), 3);
+    }
+    EXPECT_EQ(openDescriptors(), before);
+    EXPECT_EQ(support::contentOf(m_file), "abc\n");
+}
+
+TEST_F(StorageObject, saysNothingOfAFileThatCannotBeClosedWell)
+{
+    if (!support::exists("/dev/full")) {
+        GTEST_SKIP() << "no /dev/full";
+    }
+    const auto before = openDescriptors();
+    {
+        const support::RecordedLog log;
+        const support::Captured output(1);
+        const support::Captured error(2);
+        Storage storage;
+        storage.init("/dev/full", READ, WRITE);
+        EXPECT_EQ(storage.store("key", m_record, 3), 3) << "it is in the buffer";
+        storage.shutdown();
+        EXPECT_TRUE(log.lines().empty());
+        EXPECT_EQ(output.text() + error.text(), "");
+    }
+    EXPECT_EQ(openDescriptors(), before);
+}
+
+TEST_F(StorageObject, hasConstantsForAnswers)
+{
+    char tag[] = "tag";
+    Storage storage;
+    for (int i = 0; i < 2; ++i) {
+        EXPECT_TRUE(storage.storageExists());
+        EXPECT_EQ(storage.storageType(), 1);
+        EXPECT_EQ(storage.findTag(tag), 1);
+        EXPECT_EQ(storage.findTag(nullptr), 1);
+        storage.init(m_file.c_str(), READ, WRITE);
+        storage.store("key", m_record, 3);
+    }
+    EXPECT_STREQ(tag, "tag");
+}
+
+TEST_F(StorageObject, synchronisesAllDisks)
+{
+    int synchronised = 0;
+    const support::Replacement sync(support::calls::sync, [&] { ++synchronised; });
+    Storage storage;
+    storage.synchronizeStorage();
+    EXPECT_EQ(synchronised, 1);
+}
+
+TEST_F(StorageObject, numbersItsDirections)
+{
+    EXPECT_EQ(Storage::eAccessRead, 0);
+    EXPECT_EQ(Storage::eAccessWrite, 1);
+}
