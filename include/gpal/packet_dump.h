@@ -57,7 +57,7 @@ public:
     int read(char* buffer, int size, t_packet_dump_type* type);
 
 private:
-    struct Implementation;
+    struct GPAL_INTERNAL Implementation;
     std::unique_ptr<Implementation> m_implementation;
 };
 

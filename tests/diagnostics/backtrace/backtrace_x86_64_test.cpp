@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <cstring>
 #include <gtest/gtest.h>
+#include <iterator>
 #include <pthread.h>
 
 #include "chain.h"
@@ -204,8 +205,11 @@ TEST(BacktraceX86, recordsWhereAThreadStandsThoughItsStackPointerIsNoStack)
 
 TEST(BacktraceX86, believesNoOtherThreadsStack)
 {
-    void* volatile returnAddress = reinterpret_cast<char*>(&chainDeep) + 8;
-    void* const foreign = const_cast<void**>(&returnAddress);
+    // Several: a sanitizer may have given the leaf a frame of some words.
+    void* volatile returnAddresses[16];
+    std::fill(std::begin(returnAddresses), std::end(returnAddresses),
+              reinterpret_cast<char*>(&chainDeep) + 8);
+    void* const foreign = const_cast<void**>(&returnAddresses[0]);
     EXPECT_LT(1U, stackWithStackPointer(reinterpret_cast<unsigned long>(foreign)).size());
     pthread_t thread{};
     ASSERT_EQ(0, pthread_create(&thread, nullptr, faultWithForeignStack, foreign));
