@@ -40,13 +40,23 @@ std::vector<std::string> linesOf(const std::string& text)
     return lines;
 }
 
+/// What the tool has to complain of; a sanitizer's own lines begin with two signs.
+std::string complaints(const ToolRun& run)
+{
+    std::string text;
+    for (const std::string& line : linesOf(run.errors)) {
+        text += line.rfind("==", 0) == 0 ? "" : line + "\n";
+    }
+    return text;
+}
+
 /// The overview, which never fails.
 std::string overview(const std::vector<std::string>& arguments = {},
                      const std::vector<std::string>& environment = {})
 {
     const ToolRun run = runTool(arguments, environment);
     EXPECT_EQ(run.status, 0);
-    EXPECT_EQ(run.errors, "");
+    EXPECT_EQ(complaints(run), "");
     return run.output;
 }
 
