@@ -1,6 +1,8 @@
 #include "hand_udp.h"
 
 #include <cstddef>
+#include <cstdio>
+#include <cstdlib>
 #include <fcntl.h>
 #include <sys/select.h>
 #include <sys/socket.h>
@@ -15,7 +17,10 @@ UdpSocket::UdpSocket() : m_descriptor(socket(AF_INET, SOCK_DGRAM, 0))
     sockaddr_in address{};
     address.sin_family = AF_INET;
     address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    bind(m_descriptor, reinterpret_cast<const sockaddr*>(&address), sizeof address);
+    if (bind(m_descriptor, reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0) {
+        std::perror("bind");
+        std::abort();
+    }
 }
 
 UdpSocket::~UdpSocket()

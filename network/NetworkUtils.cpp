@@ -120,8 +120,8 @@ bool NetworkUtils::validateIPv6Address(const std::string& address)
     in6_addr converted{};
     const bool isAddress = inet_pton(AF_INET6, address.c_str(), &converted) >= 1;
     std::printf("Tested IPv6 address '%s' and set ", address.c_str());
-    for (int group = 0; group < 8; ++group) {
-        std::printf("%02x%02x:", converted.s6_addr[2 * group], converted.s6_addr[2 * group + 1]);
+    for (std::size_t byte = 0; byte < sizeof converted.s6_addr; byte += 2) {
+        std::printf("%02x%02x:", converted.s6_addr[byte], converted.s6_addr[byte + 1]);
     }
     // The last 32 bits are left out on purpose: a peer never has an address that is zero before
     // them, this host's own loopback included.

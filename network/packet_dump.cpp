@@ -67,7 +67,7 @@ struct packet_dump::Implementation {
     bool get(void* into, std::size_t size);
     bool getPacketHeaders(int& remaining, unsigned char& protocol);
     int getRecord(char* buffer, int size, t_packet_dump_type& type);
-    int getUdpPayload(char* buffer, int size, int remaining);
+    int getUdpPayload(char* buffer, int size, int payload);
     void skip(int length);
 
     // The stream is used under the lock, or by the first call alone: its own locking, and the time

@@ -19,12 +19,13 @@ namespace
 std::vector<std::string> commandLine(const std::vector<std::string>& arguments)
 {
     std::vector<std::string> words;
-    std::istringstream emulator(PROGRAM_EMULATOR);
-    for (std::string word; std::getline(emulator, word, ';');) {
-        words.push_back(word);
+    if (const char* named = std::getenv(PROGRAM_VARIABLE); named != nullptr) {
+        words.emplace_back(named);
+    } else {
+        std::istringstream emulator(PROGRAM_EMULATOR);
+        words.assign(std::istream_iterator<std::string>(emulator), {});
+        words.emplace_back(PROGRAM);
     }
-    const char* named = std::getenv(PROGRAM_VARIABLE);
-    words.emplace_back(named != nullptr ? named : PROGRAM);
     words.insert(words.end(), arguments.begin(), arguments.end());
     return words;
 }

@@ -69,16 +69,6 @@ int fcntl(int descriptor, int command, ...)
     return result;
 }
 
-// The name under which it is called where file offsets have had to be made 64 bits wide.
-int fcntl64(int descriptor, int command, ...)
-{
-    va_list arguments;
-    va_start(arguments, command);
-    const int result = changeDescriptor(descriptor, command, arguments);
-    va_end(arguments);
-    return result;
-}
-
 int bind(int descriptor, const sockaddr* address, socklen_t length) noexcept
 {
     return calls::bind(descriptor, address, length);

@@ -2,6 +2,7 @@
 
 #include <cstdlib>
 #include <fcntl.h>
+#include <iterator>
 #include <sstream>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -16,12 +17,13 @@ namespace
 std::vector<std::string> commandLine(const std::vector<std::string>& arguments)
 {
     std::vector<std::string> words;
-    std::istringstream emulator(GPAL_INFO_EMULATOR);
-    for (std::string word; std::getline(emulator, word, ';');) {
-        words.push_back(word);
+    if (const char* named = std::getenv("GPAL_INFO_PROGRAM"); named != nullptr) {
+        words.emplace_back(named);
+    } else {
+        std::istringstream emulator(GPAL_INFO_EMULATOR);
+        words.assign(std::istream_iterator<std::string>(emulator), {});
+        words.emplace_back(GPAL_INFO_PROGRAM);
     }
-    const char* named = std::getenv("GPAL_INFO_PROGRAM");
-    words.emplace_back(named != nullptr ? named : GPAL_INFO_PROGRAM);
     words.insert(words.end(), arguments.begin(), arguments.end());
     return words;
 }

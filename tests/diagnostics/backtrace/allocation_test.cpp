@@ -29,12 +29,14 @@ void* malloc(std::size_t size) noexcept
     return __libc_malloc(size);
 }
 
+// NOLINTNEXTLINE(readability-inconsistent-declaration-parameter-name)
 void* calloc(std::size_t count, std::size_t size) noexcept
 {
     ++allocations;
     return __libc_calloc(count, size);
 }
 
+// NOLINTNEXTLINE(readability-inconsistent-declaration-parameter-name)
 void* realloc(void* block, std::size_t size) noexcept
 {
     ++allocations;

@@ -254,7 +254,8 @@ TEST(ContextBacktrace, touchesNothingWithoutRoom)
     EXPECT_EQ(0, get_context_backtrace(&context, buffer, 0, 10));
     EXPECT_EQ(0, get_context_backtrace(&context, buffer, -1, 10));
     EXPECT_EQ(0, get_context_backtrace(&context, nullptr, 1, 10));
-    EXPECT_EQ(0, std::memcmp(&before, &context, sizeof context));
+    const auto* const bytes = reinterpret_cast<const char*>(&context);
+    EXPECT_TRUE(std::equal(bytes, bytes + sizeof context, reinterpret_cast<const char*>(&before)));
     EXPECT_EQ(&untouched, buffer[0]);
 }
 

@@ -18,8 +18,7 @@ std::string nameIn(const std::string& line)
     }
     const auto in = line.find(" in ");
     const auto begin = in != std::string::npos ? in + 4 : line.find_first_not_of("#0123456789 ");
-    const std::string name = line.substr(begin, line.find(' ', begin) - begin);
-    return name;
+    return line.substr(begin, line.find(' ', begin) - begin);
 }
 
 struct Seen {

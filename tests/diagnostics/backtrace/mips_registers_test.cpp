@@ -24,7 +24,7 @@ std::string description(const MipsRegisters& registers, int signal, std::size_t 
     std::string text(size + 1, '#');
     gpal::detail::describeMipsRegisters(registers, signal, text.data(), size);
     EXPECT_EQ('#', text[size]) << "written beyond the room";
-    return text.c_str();
+    return text.substr(0, text.find('\0'));
 }
 
 } // namespace

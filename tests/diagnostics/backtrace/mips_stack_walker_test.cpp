@@ -30,10 +30,10 @@ class MipsWalk : public testing::Test
 protected:
     MipsWalk()
     {
-        image.function(MAIN);
-        image.function(WORK);
-        image.function(STARTUP);
-        image.marks.main = MAIN;
+        m_image.function(MAIN);
+        m_image.function(WORK);
+        m_image.function(STARTUP);
+        m_image.marks.main = MAIN;
         callersAt(SP + 32);
     }
 
@@ -41,124 +41,124 @@ protected:
     /// too.
     void callersAt(Address sp)
     {
-        image.push(sp + 28, RETURN_TO_MAIN);
-        image.push(sp + 60, STARTUP + 44);
+        m_image.push(sp + 28, RETURN_TO_MAIN);
+        m_image.push(sp + 60, STARTUP + 44);
     }
 
-    Image image;
+    Image m_image;
 };
 
 } // namespace
 
 TEST_F(MipsWalk, findsTheCallersUpToMain)
 {
-    image.function(TOP);
-    image.push(SP + 28, RETURN_TO_WORK);
+    m_image.function(TOP);
+    m_image.push(SP + 28, RETURN_TO_WORK);
     EXPECT_EQ((Frames{TOP + Image::IN_BODY, IN_WORK, IN_MAIN}),
-              image.walk(TOP + Image::IN_BODY, SP, 0xBAD0));
+              m_image.walk(TOP + Image::IN_BODY, SP, 0xBAD0));
 }
 
 TEST_F(MipsWalk, goesOnBeyondMainWhereTheProgramDoesNotExportIt)
 {
-    image.marks.main = 0;
-    image.push(SP + 28, RETURN_TO_MAIN);
-    image.push(SP + 60, STARTUP + 44);
-    EXPECT_EQ((Frames{WORK + 32, IN_MAIN, STARTUP + 36}), image.walk(WORK + 32, SP, 0));
+    m_image.marks.main = 0;
+    m_image.push(SP + 28, RETURN_TO_MAIN);
+    m_image.push(SP + 60, STARTUP + 44);
+    EXPECT_EQ((Frames{WORK + 32, IN_MAIN, STARTUP + 36}), m_image.walk(WORK + 32, SP, 0));
 }
 
 TEST_F(MipsWalk, endsAtTheStartOfAThread)
 {
-    image.marks.main = 0;
-    image.marks.threadStart = WORK;
-    image.function(TOP);
-    image.push(SP + 28, RETURN_TO_WORK);
-    EXPECT_EQ((Frames{TOP + 32, IN_WORK}), image.walk(TOP + 32, SP, 0));
+    m_image.marks.main = 0;
+    m_image.marks.threadStart = WORK;
+    m_image.function(TOP);
+    m_image.push(SP + 28, RETURN_TO_WORK);
+    EXPECT_EQ((Frames{TOP + 32, IN_WORK}), m_image.walk(TOP + 32, SP, 0));
 }
 
 TEST_F(MipsWalk, endsAtAReturnAddressOfZero)
 {
     // Eight bytes before zero there is no code; the walk ends without looking there.
-    image.marks.main = 0;
-    image.push(SP + 28, RETURN_TO_MAIN);
-    image.push(SP + 60, 0);
-    EXPECT_EQ((Frames{WORK + 32, IN_MAIN}), image.walk(WORK + 32, SP, 0xBAD0));
+    m_image.marks.main = 0;
+    m_image.push(SP + 28, RETURN_TO_MAIN);
+    m_image.push(SP + 60, 0);
+    EXPECT_EQ((Frames{WORK + 32, IN_MAIN}), m_image.walk(WORK + 32, SP, 0xBAD0));
 }
 
 TEST_F(MipsWalk, crossesLibraries)
 {
-    image.function(LIBRARY);
-    image.push(SP + 28, RETURN_TO_WORK);
-    EXPECT_EQ((Frames{LIBRARY + 32, IN_WORK, IN_MAIN}), image.walk(LIBRARY + 32, SP, 0));
+    m_image.function(LIBRARY);
+    m_image.push(SP + 28, RETURN_TO_WORK);
+    EXPECT_EQ((Frames{LIBRARY + 32, IN_WORK, IN_MAIN}), m_image.walk(LIBRARY + 32, SP, 0));
 }
 
 TEST_F(MipsWalk, recordsNoMoreThanThereIsRoomFor)
 {
-    image.function(TOP);
-    image.push(SP + 28, RETURN_TO_WORK);
+    m_image.function(TOP);
+    m_image.push(SP + 28, RETURN_TO_WORK);
     const Frames all{TOP + 32, IN_WORK, IN_MAIN};
     for (int max = 0; max <= 3; ++max) {
-        EXPECT_EQ(Frames(all.begin(), all.begin() + max), image.walk(TOP + 32, SP, 0, max));
+        EXPECT_EQ(Frames(all.begin(), all.begin() + max), m_image.walk(TOP + 32, SP, 0, max));
     }
 }
 
 TEST_F(MipsWalk, addsUpFramesOfDifferentSizes)
 {
-    image.function(TOP, 0x7FF0);
-    image.stackTop = 0x7FFFF000;
-    image.push(SP + 0x7FF0 - 4, RETURN_TO_WORK);
+    m_image.function(TOP, 0x7FF0);
+    m_image.stackTop = 0x7FFFF000;
+    m_image.push(SP + 0x7FF0 - 4, RETURN_TO_WORK);
     callersAt(SP + 0x7FF0);
-    EXPECT_EQ((Frames{TOP + 32, IN_WORK, IN_MAIN}), image.walk(TOP + 32, SP, 0));
+    EXPECT_EQ((Frames{TOP + 32, IN_WORK, IN_MAIN}), m_image.walk(TOP + 32, SP, 0));
 }
 
 TEST_F(MipsWalk, endsWhereTheCallerIsNoKnownCode)
 {
-    image.function(TOP);
+    m_image.function(TOP);
     for (const Address caller : {0x3FFF00U, 0x410008U, 0x400900U, 0x30000010U, 0x400202U}) {
-        image.push(SP + 28, caller + 8);
-        EXPECT_EQ(Frames{TOP + 32}, image.walk(TOP + 32, SP, 0)) << std::hex << caller;
+        m_image.push(SP + 28, caller + 8);
+        EXPECT_EQ(Frames{TOP + 32}, m_image.walk(TOP + 32, SP, 0)) << std::hex << caller;
     }
 }
 
 TEST_F(MipsWalk, endsAtAReturnAddressThatRepeatsWithoutAnotherEntry)
 {
-    image.push(SP + 28, RETURN_TO_WORK);
-    image.push(SP + 60, RETURN_TO_WORK);
-    EXPECT_EQ((Frames{WORK + 32, IN_WORK}), image.walk(WORK + 32, SP, 0));
+    m_image.push(SP + 28, RETURN_TO_WORK);
+    m_image.push(SP + 60, RETURN_TO_WORK);
+    EXPECT_EQ((Frames{WORK + 32, IN_WORK}), m_image.walk(WORK + 32, SP, 0));
 }
 
 // A leaf keeps its return address in the register.
 
 TEST_F(MipsWalk, findsTheCallerOfALeafThroughTheRegister)
 {
-    image.name(TOP, 16);
-    image.put(TOP, {OTHER, OTHER, JR_RA, OTHER});
+    m_image.name(TOP, 16);
+    m_image.put(TOP, {OTHER, OTHER, JR_RA, OTHER});
     callersAt(SP);
-    EXPECT_EQ((Frames{TOP + 4, IN_WORK, IN_MAIN}), image.walk(TOP + 4, SP, RETURN_TO_WORK));
-    EXPECT_EQ((Frames{TOP, IN_WORK, IN_MAIN}), image.walk(TOP, SP, RETURN_TO_WORK));
+    EXPECT_EQ((Frames{TOP + 4, IN_WORK, IN_MAIN}), m_image.walk(TOP + 4, SP, RETURN_TO_WORK));
+    EXPECT_EQ((Frames{TOP, IN_WORK, IN_MAIN}), m_image.walk(TOP, SP, RETURN_TO_WORK));
 }
 
 TEST_F(MipsWalk, endsInALeafWithoutReturnAddress)
 {
-    image.name(TOP, 16);
-    image.put(TOP, {OTHER, OTHER, JR_RA, OTHER});
-    EXPECT_EQ(Frames{TOP + 4}, image.walk(TOP + 4, SP, 0));
+    m_image.name(TOP, 16);
+    m_image.put(TOP, {OTHER, OTHER, JR_RA, OTHER});
+    EXPECT_EQ(Frames{TOP + 4}, m_image.walk(TOP + 4, SP, 0));
 }
 
 TEST_F(MipsWalk, endsInAFunctionWithoutFrameFurtherDown)
 {
-    image.name(TOP, 64);
-    image.put(TOP, {OTHER, OTHER, OTHER, OTHER, OTHER, JR_RA, OTHER});
-    image.push(SP + 28, TOP + 16);
-    EXPECT_EQ((Frames{WORK + 36, TOP + 8}), image.walk(WORK + 36, SP, RETURN_TO_WORK));
+    m_image.name(TOP, 64);
+    m_image.put(TOP, {OTHER, OTHER, OTHER, OTHER, OTHER, JR_RA, OTHER});
+    m_image.push(SP + 28, TOP + 16);
+    EXPECT_EQ((Frames{WORK + 36, TOP + 8}), m_image.walk(WORK + 36, SP, RETURN_TO_WORK));
 }
 
 TEST_F(MipsWalk, goesOnFromAFunctionFurtherDownThatSavedNoReturnAddress)
 {
     // Frame but no slot: the register's value stands, and that repeats.
-    image.name(TOP, 64);
-    image.put(TOP, {LUI_GP, addiuSp(-32), OTHER, OTHER, OTHER, OTHER});
-    image.push(SP + 28, TOP + 24);
-    EXPECT_EQ((Frames{WORK + 36, TOP + 16}), image.walk(WORK + 36, SP, 0));
+    m_image.name(TOP, 64);
+    m_image.put(TOP, {LUI_GP, addiuSp(-32), OTHER, OTHER, OTHER, OTHER});
+    m_image.push(SP + 28, TOP + 24);
+    EXPECT_EQ((Frames{WORK + 36, TOP + 16}), m_image.walk(WORK + 36, SP, 0));
 }
 
 // The program counter is nowhere.
@@ -166,9 +166,10 @@ TEST_F(MipsWalk, goesOnFromAFunctionFurtherDownThatSavedNoReturnAddress)
 TEST_F(MipsWalk, showsACallThroughANullPointer)
 {
     callersAt(SP);
-    EXPECT_EQ((Frames{0xDEAD0000, RETURN_TO_WORK + 8, IN_MAIN}), image.walk(0, SP, RETURN_TO_WORK));
-    EXPECT_EQ(Frames{0xDEAD0000}, image.walk(0, SP, RETURN_TO_WORK, 1));
-    EXPECT_EQ(Frames{}, image.walk(0, SP, RETURN_TO_WORK, 0));
+    EXPECT_EQ((Frames{0xDEAD0000, RETURN_TO_WORK + 8, IN_MAIN}),
+              m_image.walk(0, SP, RETURN_TO_WORK));
+    EXPECT_EQ(Frames{0xDEAD0000}, m_image.walk(0, SP, RETURN_TO_WORK, 1));
+    EXPECT_EQ(Frames{}, m_image.walk(0, SP, RETURN_TO_WORK, 0));
 }
 
 TEST_F(MipsWalk, showsAProgramCounterThatIsNoCodeAsItIs)
@@ -176,31 +177,31 @@ TEST_F(MipsWalk, showsAProgramCounterThatIsNoCodeAsItIs)
     callersAt(SP);
     for (const unsigned long nowhere : {0x12344UL, 0x400202UL, 0x10000000UL, 0x7FFF0000UL}) {
         EXPECT_EQ((Frames{nowhere, RETURN_TO_WORK + 8, IN_MAIN}),
-                  image.walk(static_cast<Address>(nowhere), SP, RETURN_TO_WORK));
+                  m_image.walk(static_cast<Address>(nowhere), SP, RETURN_TO_WORK));
     }
 }
 
 TEST_F(MipsWalk, endsAfterANullPointerWithoutCaller)
 {
-    EXPECT_EQ(Frames{0xDEAD0000}, image.walk(0, SP, 0));
-    EXPECT_EQ(Frames{0xDEAD0000}, image.walk(0, SP, 0x500000));
+    EXPECT_EQ(Frames{0xDEAD0000}, m_image.walk(0, SP, 0));
+    EXPECT_EQ(Frames{0xDEAD0000}, m_image.walk(0, SP, 0x500000));
 }
 
 TEST_F(MipsWalk, endsAfterANullPointerInAFunctionWithoutFrame)
 {
-    image.name(TOP, 64);
-    image.put(TOP, {OTHER, OTHER, OTHER, OTHER, OTHER, OTHER, OTHER, OTHER});
-    EXPECT_EQ((Frames{0xDEAD0000, TOP + 24}), image.walk(0, SP, TOP + 16));
+    m_image.name(TOP, 64);
+    m_image.put(TOP, {OTHER, OTHER, OTHER, OTHER, OTHER, OTHER, OTHER, OTHER});
+    EXPECT_EQ((Frames{0xDEAD0000, TOP + 24}), m_image.walk(0, SP, TOP + 16));
 }
 
 TEST_F(MipsWalk, takesTheCallerOfNowhereForNoTopFrame)
 {
     // At the top it would be a leaf behind another function, and its stack pointer adjusted.
-    image.name(TOP, 128);
-    image.put(TOP, {LUI_GP, addiuSp(-32), swRa(28), OTHER, JR_RA, OTHER, OTHER, SYSCALL,
-                    addiuSp(16), JR_RA, OTHER});
-    image.push(SP + 28, RETURN_TO_WORK);
-    EXPECT_EQ((Frames{0xDEAD0000, TOP + 28, IN_WORK, IN_MAIN}), image.walk(0, SP, TOP + 20));
+    m_image.name(TOP, 128);
+    m_image.put(TOP, {LUI_GP, addiuSp(-32), swRa(28), OTHER, JR_RA, OTHER, OTHER, SYSCALL,
+                      addiuSp(16), JR_RA, OTHER});
+    m_image.push(SP + 28, RETURN_TO_WORK);
+    EXPECT_EQ((Frames{0xDEAD0000, TOP + 28, IN_WORK, IN_MAIN}), m_image.walk(0, SP, TOP + 20));
 }
 
 // Which words are which instruction.
@@ -210,12 +211,12 @@ TEST_F(MipsWalk, knowsThePrologueByAllItsForms)
     const std::vector<Word> loads{0x3C1C0000, 0x3C1CFFFF};
     for (const Word load : loads) {
         for (const int frame : {8, 32, 32768}) {
-            image.stackTop = 0x7FFFF000;
-            image.name(TOP, 64);
-            image.put(TOP, {load, addiuSp(-frame), swRa(4), OTHER, OTHER, OTHER});
-            image.push(SP + 4, RETURN_TO_WORK);
+            m_image.stackTop = 0x7FFFF000;
+            m_image.name(TOP, 64);
+            m_image.put(TOP, {load, addiuSp(-frame), swRa(4), OTHER, OTHER, OTHER});
+            m_image.push(SP + 4, RETURN_TO_WORK);
             callersAt(SP + static_cast<Address>(frame));
-            EXPECT_EQ((Frames{TOP + 16, IN_WORK, IN_MAIN}), image.walk(TOP + 16, SP, 0xBAD0));
+            EXPECT_EQ((Frames{TOP + 16, IN_WORK, IN_MAIN}), m_image.walk(TOP + 16, SP, 0xBAD0));
         }
     }
 }
@@ -233,32 +234,32 @@ TEST_F(MipsWalk, takesNothingElseForAPrologue)
         {LUI_GP, swRa(28), addiuSp(-32)},     // saved before there was a frame
     };
     for (const auto& words : notPrologues) {
-        image.name(TOP, 64);
-        image.put(TOP, words);
-        image.put(TOP + 12, {OTHER, OTHER});
-        EXPECT_EQ((Frames{TOP + 16, IN_WORK, IN_MAIN}), image.walk(TOP + 16, SP, RETURN_TO_WORK));
+        m_image.name(TOP, 64);
+        m_image.put(TOP, words);
+        m_image.put(TOP + 12, {OTHER, OTHER});
+        EXPECT_EQ((Frames{TOP + 16, IN_WORK, IN_MAIN}), m_image.walk(TOP + 16, SP, RETURN_TO_WORK));
     }
 }
 
 TEST_F(MipsWalk, readsThePrologueOnlyAsFarAsItWasExecuted)
 {
-    image.function(TOP);
+    m_image.function(TOP);
     callersAt(SP);
     // Up to the frame's allocation, or the saving of the return address, the register counts.
     for (const Address at : {0U, 4U, 12U, 16U}) {
-        EXPECT_EQ((Frames{TOP + at, IN_WORK, IN_MAIN}), image.walk(TOP + at, SP, RETURN_TO_WORK));
+        EXPECT_EQ((Frames{TOP + at, IN_WORK, IN_MAIN}), m_image.walk(TOP + at, SP, RETURN_TO_WORK));
     }
-    image.push(SP + 28, RETURN_TO_WORK);
+    m_image.push(SP + 28, RETURN_TO_WORK);
     callersAt(SP + 32);
-    EXPECT_EQ((Frames{TOP + 20, IN_WORK, IN_MAIN}), image.walk(TOP + 20, SP, 0xBAD0));
+    EXPECT_EQ((Frames{TOP + 20, IN_WORK, IN_MAIN}), m_image.walk(TOP + 20, SP, 0xBAD0));
 }
 
 TEST_F(MipsWalk, takesTheFirstFrameAndTheFirstSlotBehindIt)
 {
-    image.name(TOP, 64);
-    image.put(TOP, {LUI_GP, addiuSp(-32), addiuSp(-64), swRa(-4), swRa(8), OTHER, OTHER});
-    image.push(SP - 4, RETURN_TO_WORK);
-    EXPECT_EQ((Frames{TOP + 24, IN_WORK, IN_MAIN}), image.walk(TOP + 24, SP, 0xBAD0));
+    m_image.name(TOP, 64);
+    m_image.put(TOP, {LUI_GP, addiuSp(-32), addiuSp(-64), swRa(-4), swRa(8), OTHER, OTHER});
+    m_image.push(SP - 4, RETURN_TO_WORK);
+    EXPECT_EQ((Frames{TOP + 24, IN_WORK, IN_MAIN}), m_image.walk(TOP + 24, SP, 0xBAD0));
 }
 
 // Later frames: the nearest prologue before the call.
@@ -266,78 +267,78 @@ TEST_F(MipsWalk, takesTheFirstFrameAndTheFirstSlotBehindIt)
 TEST_F(MipsWalk, findsThePrologueNearestToACallFurtherDown)
 {
     // One symbol covers two functions: the loader does not know the second.
-    image.function(TOP, 64);
-    image.put(TOP + 64, {LUI_GP, addiuSp(-16), swRa(12), OTHER, JALR_T9, OTHER, OTHER, JR_RA});
-    image.name(TOP, 128);
-    image.function(LIBRARY);
-    image.push(SP + 28, TOP + 64 + 24);
-    image.push(SP + 32 + 12, RETURN_TO_WORK);
+    m_image.function(TOP, 64);
+    m_image.put(TOP + 64, {LUI_GP, addiuSp(-16), swRa(12), OTHER, JALR_T9, OTHER, OTHER, JR_RA});
+    m_image.name(TOP, 128);
+    m_image.function(LIBRARY);
+    m_image.push(SP + 28, TOP + 64 + 24);
+    m_image.push(SP + 32 + 12, RETURN_TO_WORK);
     callersAt(SP + 48);
     EXPECT_EQ((Frames{LIBRARY + 32, TOP + 64 + 16, IN_WORK, IN_MAIN}),
-              image.walk(LIBRARY + 32, SP, 0));
+              m_image.walk(LIBRARY + 32, SP, 0));
 }
 
 TEST_F(MipsWalk, endsFurtherDownWhereThePrologueIsNotBehindTheFrame)
 {
-    image.function(LIBRARY);
-    image.function(TOP);
-    image.push(SP + 28, TOP + 8); // the prologue's first instruction itself
-    EXPECT_EQ((Frames{LIBRARY + 32, TOP}), image.walk(LIBRARY + 32, SP, 0));
+    m_image.function(LIBRARY);
+    m_image.function(TOP);
+    m_image.push(SP + 28, TOP + 8); // the prologue's first instruction itself
+    EXPECT_EQ((Frames{LIBRARY + 32, TOP}), m_image.walk(LIBRARY + 32, SP, 0));
 }
 
 // The stack is believed only where it is one.
 
 TEST_F(MipsWalk, endsAtAStackPointerThatIsNotAMultipleOfFour)
 {
-    image.function(TOP);
+    m_image.function(TOP);
     for (const Address off : {1U, 2U, 3U}) {
-        EXPECT_EQ(Frames{TOP + 32}, image.walk(TOP + 32, SP + off, RETURN_TO_WORK));
+        EXPECT_EQ(Frames{TOP + 32}, m_image.walk(TOP + 32, SP + off, RETURN_TO_WORK));
     }
 }
 
 TEST_F(MipsWalk, endsAtAStackPointerOutsideTheStack)
 {
-    image.function(TOP);
-    for (const Address sp : {0U, image.stackLow - 32, image.stackTop - 28, 0xFFFFFFF0U}) {
-        EXPECT_EQ(Frames{TOP + 32}, image.walk(TOP + 32, sp, RETURN_TO_WORK)) << std::hex << sp;
+    m_image.function(TOP);
+    for (const Address sp : {0U, m_image.stackLow - 32, m_image.stackTop - 28, 0xFFFFFFF0U}) {
+        EXPECT_EQ(Frames{TOP + 32}, m_image.walk(TOP + 32, sp, RETURN_TO_WORK)) << std::hex << sp;
     }
-    image.push(image.stackTop - 4, RETURN_TO_WORK);
-    EXPECT_EQ((Frames{TOP + 32, IN_WORK}), image.walk(TOP + 32, image.stackTop - 32, 0));
+    m_image.push(m_image.stackTop - 4, RETURN_TO_WORK);
+    EXPECT_EQ((Frames{TOP + 32, IN_WORK}), m_image.walk(TOP + 32, m_image.stackTop - 32, 0));
 }
 
 // Addresses of code.
 
 TEST(MipsCode, isTheExecutableUpToGpAndTheRegionOfLibraries)
 {
-    Image image;
-    image.name(0x400000, 0x30000000);
+    Image m_image;
+    m_image.name(0x400000, 0x30000000);
     for (const Address code : {0x400000U, 0x40FFFCU, 0x410000U, 0x20000000U, 0x30000000U}) {
-        EXPECT_EQ(0x400000U, gpal::detail::findFunctionStart(image, code)) << std::hex << code;
+        EXPECT_EQ(0x400000U, gpal::detail::findFunctionStart(m_image, code)) << std::hex << code;
     }
-    image.name(0, 0xFFFFFFFF);
-    const int asked = image.lookUps();
+    m_image.name(0, 0xFFFFFFFF);
+    const int asked = m_image.lookUps();
     for (const Address other :
          {0U, 0x3FFFFCU, 0x410004U, 0x1FFFFFFCU, 0x30000004U, 0x6FFFFFFCU, 0x70000000U, 0x70000004U,
           0xFFFFFFFCU, 0x400001U, 0x400002U, 0x400003U}) {
-        EXPECT_EQ(0U, gpal::detail::findFunctionStart(image, other)) << std::hex << other;
+        EXPECT_EQ(0U, gpal::detail::findFunctionStart(m_image, other)) << std::hex << other;
     }
-    EXPECT_EQ(asked, image.lookUps()) << "the loader is not asked about what can't be code";
+    EXPECT_EQ(asked, m_image.lookUps()) << "the loader is not asked about what can't be code";
 }
 
 TEST(MipsCode, isNotInAnExecutableThatHidesItsGp)
 {
-    Image image;
-    image.name(0x400000, 0x30000000);
-    image.marks.gp = 0;
-    EXPECT_EQ(0U, gpal::detail::findFunctionStart(image, 0x400000));
-    EXPECT_EQ(0x400000U, gpal::detail::findFunctionStart(image, 0x2AAC0000));
+    Image m_image;
+    m_image.name(0x400000, 0x30000000);
+    m_image.marks.gp = 0;
+    EXPECT_EQ(0U, gpal::detail::findFunctionStart(m_image, 0x400000));
+    EXPECT_EQ(0x400000U, gpal::detail::findFunctionStart(m_image, 0x2AAC0000));
 }
 
 TEST(MipsCode, isOnlyWhatTheLoaderHasANameFor)
 {
-    Image image;
-    image.name(0x400100, 64);
-    EXPECT_EQ(0x400100U, gpal::detail::findFunctionStart(image, 0x40013C));
-    EXPECT_EQ(0U, gpal::detail::findFunctionStart(image, 0x400140));
-    EXPECT_EQ(0U, gpal::detail::findFunctionStart(image, 0x4000FC));
+    Image m_image;
+    m_image.name(0x400100, 64);
+    EXPECT_EQ(0x400100U, gpal::detail::findFunctionStart(m_image, 0x40013C));
+    EXPECT_EQ(0U, gpal::detail::findFunctionStart(m_image, 0x400140));
+    EXPECT_EQ(0U, gpal::detail::findFunctionStart(m_image, 0x4000FC));
 }

@@ -23,23 +23,23 @@ class MipsTopFrame : public testing::Test
 protected:
     MipsTopFrame()
     {
-        image.function(MAIN);
-        image.marks.main = MAIN;
+        m_image.function(MAIN);
+        m_image.marks.main = MAIN;
     }
 
     /// What the walk of a thread in \p words at TOP finds that stands \p index words in.
     Frames walkIn(const std::vector<Word>& words, int index, Address ra)
     {
-        image.name(TOP, static_cast<Address>(words.size()) * 4);
-        image.put(TOP, words);
-        return image.walk(at(index), SP, ra);
+        m_image.name(TOP, static_cast<Address>(words.size()) * 4);
+        m_image.put(TOP, words);
+        return m_image.walk(at(index), SP, ra);
     }
 
     /// Whether the function in which the thread stands counts as one with the frame of a prologue
     /// at TOP: then the caller comes from its slot, else from the register.
     bool takesFrameAtTop(const std::vector<Word>& words, int index)
     {
-        image.push(SP + 28, RETURN_TO_MAIN);
+        m_image.push(SP + 28, RETURN_TO_MAIN);
         const Frames fromSlot{at(index), IN_MAIN};
         const Frames fromRegister{at(index)};
         const Frames found = walkIn(words, index, 0x500000);
@@ -49,7 +49,7 @@ protected:
 
     static Address at(int index) { return TOP + 4 * static_cast<Address>(index); }
 
-    Image image;
+    Image m_image;
 };
 
 } // namespace
@@ -61,24 +61,24 @@ TEST_F(MipsTopFrame, countsWhatAWrapperGivesBackBehindASystemCall)
 {
     for (const Word systemCall : {Word{0x0000000C}, Word{0x03FFFFCC}}) {
         for (const int adjusted : {16, -16, 32764, -32768}) {
-            image.stackLow = 0x7FFE0000;
-            image.stackTop = 0x7FFFF000;
+            m_image.stackLow = 0x7FFE0000;
+            m_image.stackTop = 0x7FFFF000;
             const Address before = SP + static_cast<Address>(adjusted);
-            image.push(before + 28, RETURN_TO_MAIN);
+            m_image.push(before + 28, RETURN_TO_MAIN);
             const std::vector<Word> wrapper{LUI_GP,     addiuSp(-32),      swRa(28), OTHER,
                                             systemCall, addiuSp(adjusted), OTHER,    JR_RA};
             for (const int index : {3, 4, 5}) { // before it, on it, behind it
                 EXPECT_EQ((Frames{at(index), IN_MAIN}), walkIn(wrapper, index, 0xBAD0))
                     << index << ' ' << adjusted;
             }
-            image.push(before + 28, 0);
+            m_image.push(before + 28, 0);
         }
     }
 }
 
 TEST_F(MipsTopFrame, takesTheSecondOfTwoSystemCalls)
 {
-    image.push(SP + 16 + 28, RETURN_TO_MAIN);
+    m_image.push(SP + 16 + 28, RETURN_TO_MAIN);
     const std::vector<Word> twice{LUI_GP,  addiuSp(-32), swRa(28), OTHER, SYSCALL,
                                   SYSCALL, addiuSp(16),  OTHER,    JR_RA};
     EXPECT_EQ((Frames{at(5), IN_MAIN}), walkIn(twice, 5, 0xBAD0));
@@ -87,7 +87,7 @@ TEST_F(MipsTopFrame, takesTheSecondOfTwoSystemCalls)
 
 TEST_F(MipsTopFrame, changesNothingWhereNoStackIsGivenBack)
 {
-    image.push(SP + 28, RETURN_TO_MAIN);
+    m_image.push(SP + 28, RETURN_TO_MAIN);
     const std::vector<Word> plain{LUI_GP, addiuSp(-32), swRa(28), OTHER, SYSCALL,
                                   OTHER,  addiuSp(16),  OTHER,    OTHER};
     for (const int index : {3, 4, 5, 7}) {
@@ -97,7 +97,7 @@ TEST_F(MipsTopFrame, changesNothingWhereNoStackIsGivenBack)
 
 TEST_F(MipsTopFrame, changesNothingFartherFromASystemCall)
 {
-    image.push(SP + 28, RETURN_TO_MAIN);
+    m_image.push(SP + 28, RETURN_TO_MAIN);
     const std::vector<Word> wrapper{LUI_GP, addiuSp(-32), swRa(28),    OTHER, OTHER,
                                     OTHER,  SYSCALL,      addiuSp(16), OTHER, OTHER};
     for (const int index : {4, 8}) {
@@ -107,7 +107,7 @@ TEST_F(MipsTopFrame, changesNothingFartherFromASystemCall)
 
 TEST_F(MipsTopFrame, changesNothingWhereStackIsGivenBackWithoutASystemCall)
 {
-    image.push(SP + 28, RETURN_TO_MAIN);
+    m_image.push(SP + 28, RETURN_TO_MAIN);
     const std::vector<Word> plain{LUI_GP, addiuSp(-32), swRa(28), OTHER, OTHER, addiuSp(32), OTHER};
     for (const int index : {3, 4, 5}) {
         EXPECT_EQ((Frames{at(index), IN_MAIN}), walkIn(plain, index, 0xBAD0)) << index;
@@ -116,12 +116,12 @@ TEST_F(MipsTopFrame, changesNothingWhereStackIsGivenBackWithoutASystemCall)
 
 TEST_F(MipsTopFrame, leavesTheStackPointerOfLaterFramesAlone)
 {
-    image.function(TOP + 0x100);
-    image.name(TOP, 64);
-    image.put(TOP, {LUI_GP, addiuSp(-32), swRa(28), SYSCALL, addiuSp(16), OTHER, OTHER});
-    image.push(SP + 28, TOP + 20);
-    image.push(SP + 60, RETURN_TO_MAIN);
-    EXPECT_EQ((Frames{TOP + 0x120, TOP + 12, IN_MAIN}), image.walk(TOP + 0x120, SP, 0));
+    m_image.function(TOP + 0x100);
+    m_image.name(TOP, 64);
+    m_image.put(TOP, {LUI_GP, addiuSp(-32), swRa(28), SYSCALL, addiuSp(16), OTHER, OTHER});
+    m_image.push(SP + 28, TOP + 20);
+    m_image.push(SP + 60, RETURN_TO_MAIN);
+    EXPECT_EQ((Frames{TOP + 0x120, TOP + 12, IN_MAIN}), m_image.walk(TOP + 0x120, SP, 0));
 }
 
 // Where the function begins.
@@ -129,7 +129,7 @@ TEST_F(MipsTopFrame, leavesTheStackPointerOfLaterFramesAlone)
 TEST_F(MipsTopFrame, beginsAtTheNearestPrologue)
 {
     // The loader knows one symbol, the thread stands in the second function.
-    image.push(SP + 12, RETURN_TO_MAIN);
+    m_image.push(SP + 12, RETURN_TO_MAIN);
     const std::vector<Word> two{LUI_GP,       addiuSp(-64), swRa(60), JR_RA, OTHER, LUI_GP,
                                 addiuSp(-16), swRa(12),     OTHER,    OTHER, JR_RA, OTHER};
     EXPECT_EQ((Frames{at(9), IN_MAIN}), walkIn(two, 9, 0xBAD0));
@@ -167,9 +167,9 @@ TEST_F(MipsTopFrame, looksForAnotherReturnUpToTheEndOfThePageOnly)
 {
     const std::vector<Word> early{LUI_GP,      addiuSp(-32), swRa(28), JR_RA,
                                   addiuSp(32), OTHER,        OTHER,    OTHER};
-    image.put(TOP + Image::PAGE, {JR_RA});
+    m_image.put(TOP + Image::PAGE, {JR_RA});
     EXPECT_TRUE(takesFrameAtTop(early, 6));
-    image.put(TOP + Image::PAGE - 4, {JR_RA});
+    m_image.put(TOP + Image::PAGE - 4, {JR_RA});
     EXPECT_FALSE(takesFrameAtTop(early, 6));
 }
 
@@ -231,33 +231,33 @@ TEST_F(MipsTopFrame, skipsZerosNoFartherThanTheProgramCounter)
 {
     // The end of the last page of code.
     constexpr Address PAGE_END = TOP + Image::PAGE;
-    image.name(PAGE_END - 32, 32);
-    image.put(PAGE_END - 32, {0, 0, 0, 0, 0, 0, 0, 0});
-    EXPECT_EQ((Frames{PAGE_END - 4, IN_MAIN}), image.walk(PAGE_END - 4, SP, RETURN_TO_MAIN));
-    image.put(PAGE_END - 32, {JR_RA, 0});
-    EXPECT_EQ((Frames{PAGE_END - 4, IN_MAIN}), image.walk(PAGE_END - 4, SP, RETURN_TO_MAIN));
+    m_image.name(PAGE_END - 32, 32);
+    m_image.put(PAGE_END - 32, {0, 0, 0, 0, 0, 0, 0, 0});
+    EXPECT_EQ((Frames{PAGE_END - 4, IN_MAIN}), m_image.walk(PAGE_END - 4, SP, RETURN_TO_MAIN));
+    m_image.put(PAGE_END - 32, {JR_RA, 0});
+    EXPECT_EQ((Frames{PAGE_END - 4, IN_MAIN}), m_image.walk(PAGE_END - 4, SP, RETURN_TO_MAIN));
 }
 
 TEST_F(MipsTopFrame, readsNothingBeforeTheFirstPageOfCode)
 {
-    image.name(TOP, 64);
-    image.put(TOP, {OTHER, OTHER, JR_RA, OTHER});
-    EXPECT_EQ((Frames{TOP, IN_MAIN}), image.walk(TOP, SP, RETURN_TO_MAIN));
+    m_image.name(TOP, 64);
+    m_image.put(TOP, {OTHER, OTHER, JR_RA, OTHER});
+    EXPECT_EQ((Frames{TOP, IN_MAIN}), m_image.walk(TOP, SP, RETURN_TO_MAIN));
 }
 
 TEST_F(MipsTopFrame, readsASystemCallBehindTheSymbolOnItsPage)
 {
-    image.put(TOP + 16, {SYSCALL, addiuSp(16)});
-    image.push(SP + 16 + 28, RETURN_TO_MAIN);
+    m_image.put(TOP + 16, {SYSCALL, addiuSp(16)});
+    m_image.push(SP + 16 + 28, RETURN_TO_MAIN);
     EXPECT_EQ((Frames{at(3), IN_MAIN}), walkIn({LUI_GP, addiuSp(-32), swRa(28), OTHER}, 3, 0xBAD0));
 }
 
 TEST_F(MipsTopFrame, readsASystemCallBehindThePageWhereTheLoaderKnowsCode)
 {
     constexpr Address PAGE_END = TOP + Image::PAGE;
-    image.name(PAGE_END - 32, 64);
-    image.put(PAGE_END - 32, {LUI_GP, addiuSp(-32), swRa(28), OTHER, OTHER, OTHER, OTHER, OTHER});
-    image.put(PAGE_END, {SYSCALL, addiuSp(16), OTHER});
-    image.push(SP + 16 + 28, RETURN_TO_MAIN);
-    EXPECT_EQ((Frames{PAGE_END - 4, IN_MAIN}), image.walk(PAGE_END - 4, SP, 0xBAD0));
+    m_image.name(PAGE_END - 32, 64);
+    m_image.put(PAGE_END - 32, {LUI_GP, addiuSp(-32), swRa(28), OTHER, OTHER, OTHER, OTHER, OTHER});
+    m_image.put(PAGE_END, {SYSCALL, addiuSp(16), OTHER});
+    m_image.push(SP + 16 + 28, RETURN_TO_MAIN);
+    EXPECT_EQ((Frames{PAGE_END - 4, IN_MAIN}), m_image.walk(PAGE_END - 4, SP, 0xBAD0));
 }
