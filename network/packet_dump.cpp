@@ -11,6 +11,7 @@
 
 #include "base/cancellation.h"
 #include "network/capture_headers.h"
+#include "network/ReadWindow.h"
 
 using namespace gpal::detail;
 
@@ -58,7 +59,6 @@ struct packet_dump::Implementation {
         }
     }
 
-    void open(const char* mode);
     void openForWriting();
     void fillHeaders(unsigned int length, t_packet_dump_type type);
     void putRecord(const char* payload, unsigned int length, t_packet_dump_type type);
@@ -68,12 +68,12 @@ struct packet_dump::Implementation {
     bool getPacketHeaders(int& remaining, unsigned char& protocol);
     int getRecord(char* buffer, int size, t_packet_dump_type& type);
     int getUdpPayload(char* buffer, int size, int payload);
-    void skip(int length);
 
     // The stream is used under the lock, or by the first call alone: its own locking, and the time
     // that takes, is left out (..._unlocked).
     FILE* stream = nullptr;
-    std::unique_ptr<char[]> streamBuffer;
+    std::unique_ptr<char[]> streamBuffer; ///< when writing
+    std::unique_ptr<ReadWindow> window;   ///< when reading, in place of the stream's buffer
     unsigned int packetCounter = 0;
     Semaphore lock{1, 1, false};
     std::array<unsigned char, LINK_AND_NETWORK_SIZE> linkAndNetworkHeader = LINK_AND_NETWORK_HEADER;
@@ -115,21 +115,14 @@ int packet_dump::write(char* payload, int length, t_packet_dump_type type)
     return length;
 }
 
-void packet_dump::Implementation::open(const char* mode)
-{
-    stream = std::fopen(name.c_str(), mode);
-    if (stream != nullptr) {
-        streamBuffer.reset(new char[STREAM_BUFFER_SIZE]);
-        std::setvbuf(stream, streamBuffer.get(), _IOFBF, STREAM_BUFFER_SIZE);
-    }
-}
-
 void packet_dump::Implementation::openForWriting()
 {
-    open("wb");
+    stream = std::fopen(name.c_str(), "wb");
     if (stream == nullptr) {
         std::printf("packet_dump::write failed to fopen %s\n", name.c_str());
     } else {
+        streamBuffer.reset(new char[STREAM_BUFFER_SIZE]);
+        std::setvbuf(stream, streamBuffer.get(), _IOFBF, STREAM_BUFFER_SIZE);
         fwrite_unlocked(FILE_HEADER.data(), 1, FILE_HEADER.size(), stream);
     }
     state = WRITING;
@@ -211,11 +204,12 @@ int packet_dump::read(char* buffer, int size, t_packet_dump_type* type)
 
 void packet_dump::Implementation::openForReading()
 {
-    open("rb");
+    stream = std::fopen(name.c_str(), "rb");
     state = READING;
     if (stream == nullptr) {
         std::printf("packet_dump::read failed to fopen %s\n", name.c_str());
     } else {
+        window = std::make_unique<ReadWindow>();
         unsigned char header[FILE_HEADER_SIZE];
         get(header, sizeof header);
     }
@@ -224,7 +218,7 @@ void packet_dump::Implementation::openForReading()
 /// Reads \p size bytes; when there are fewer, reading is over for good.
 bool packet_dump::Implementation::get(void* into, std::size_t size)
 {
-    if (stream != nullptr && fread_unlocked(into, 1, size, stream) == size) {
+    if (stream != nullptr && window->read(fileno(stream), into, size) == size) {
         return true;
     }
     state = FINISHED;
@@ -263,11 +257,11 @@ int packet_dump::Implementation::getRecord(char* buffer, int size, t_packet_dump
     }
     if (protocol != PROTOCOL_UDP) {
         type = PACKET_DUMP_OTHER;
-        skip(remaining);
+        window->skip(fileno(stream), static_cast<std::size_t>(remaining));
         return 0;
     }
-    unsigned char header[UDP_SIZE];
-    if (!get(header, sizeof header)) {
+    unsigned char ports[UDP_SIZE];
+    if (!get(ports, sizeof ports)) {
         return -1;
     }
     type = PACKET_DUMP_UDP;
@@ -278,22 +272,13 @@ int packet_dump::Implementation::getUdpPayload(char* buffer, int size, int paylo
 {
     if (payload > size) {
         std::printf("packet_dump::read buffer not big enough, needed %d bytes\n", payload);
-        skip(payload);
-        state = FINISHED;
+        state = FINISHED; // so there is nothing to be found behind this payload
         return -1;
     }
     const auto wanted = static_cast<std::size_t>(payload);
-    const std::size_t got = fread_unlocked(buffer, 1, wanted, stream);
+    const std::size_t got = window->read(fileno(stream), buffer, wanted);
     if (got < wanted) {
         state = FINISHED;
     }
     return static_cast<int>(got);
-}
-
-/// Goes on behind \p length bytes. A stream that can't, a pipe, is at its end here.
-void packet_dump::Implementation::skip(int length)
-{
-    if (std::fseek(stream, length, SEEK_CUR) != 0) {
-        state = FINISHED;
-    }
 }

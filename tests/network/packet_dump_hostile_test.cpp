@@ -137,21 +137,24 @@ TEST_F(HostileCapture, thatIsADirectoryIsAtItsEnd)
     EXPECT_EQ(output.text(), "packet_dump::write failed to fopen " + name + "\n");
 }
 
-TEST_F(HostileCapture, thatIsAPipeIsReadUpToTheFirstSkip)
+TEST_F(HostileCapture, thatIsAPipeIsReadToItsEnd)
 {
     std::string name = m_directory.path("pipe");
     ASSERT_EQ(mkfifo(name.c_str(), 0600), 0);
     std::thread writer([&] {
         const int pipe = open(name.c_str(), O_WRONLY | O_CLOEXEC);
         const std::string content = fileHeader() + record(packet(17, udp("12345"))) +
-                                    record(packet(6, "x")) + record(packet(17, udp("6")));
+                                    record(packet(6, std::string(40000, 'x'))) +
+                                    record(packet(17, udp("6")));
         EXPECT_EQ(write(pipe, content.data(), content.size()),
                   static_cast<ssize_t>(content.size()));
         close(pipe);
     });
     const std::vector<Read> reads = capture::readAll(name);
     writer.join();
-    EXPECT_EQ(reads, (std::vector<Read>{{5, UDP_TYPE, "12345"}, {0, OTHER_TYPE, ""}, THE_END}));
+    EXPECT_EQ(reads,
+              (std::vector<Read>{
+                  {5, UDP_TYPE, "12345"}, {0, OTHER_TYPE, ""}, {1, UDP_TYPE, "6"}, THE_END}));
 }
 
 TEST_F(HostileCapture, ofNoiseEndsWithoutReadingBeyondTheBuffer)
