@@ -1,0 +1,34 @@
+# The device's processor, 32-bit big-endian MIPS (o32), with Debian's cross compiler
+# (g++-mips-linux-gnu) and, for running what was built, its user emulation (qemu-user).
+set(CMAKE_SYSTEM_NAME Linux)
+set(CMAKE_SYSTEM_PROCESSOR mips)
+set(CMAKE_C_COMPILER mips-linux-gnu-gcc)
+set(CMAKE_CXX_COMPILER mips-linux-gnu-g++)
+set(GPAL_SYSROOT /usr/mips-linux-gnu)
+set(CMAKE_FIND_ROOT_PATH ${GPAL_SYSROOT})
+set(CMAKE_FIND_ROOT_PATH_MODE_PROGRAM NEVER)
+set(CMAKE_FIND_ROOT_PATH_MODE_LIBRARY ONLY)
+set(CMAKE_FIND_ROOT_PATH_MODE_INCLUDE ONLY)
+set(CMAKE_FIND_ROOT_PATH_MODE_PACKAGE ONLY)
+
+# The emulator lays shared libraries out downwards from the end of the addresses it reserves: they
+# come to lie where a walk through the stack takes them for code, as on the device.
+find_program(GPAL_QEMU_MIPS qemu-mips)
+set(CMAKE_CROSSCOMPILING_EMULATOR "${GPAL_QEMU_MIPS};-R;0x30000000")
+
+# Walks read each function's prologue. Position-independent code has the one that they know, and the
+# stack protector gives it to functions that would do without.
+foreach(language C CXX)
+    set(CMAKE_${language}_FLAGS_INIT "-fPIC -fstack-protector-all")
+endforeach()
+
+# The linker's own script, save that it leaves _gp, the end of an executable's code, to be found.
+set(GPAL_LINKER_SCRIPT ${CMAKE_BINARY_DIR}/mips_gp.ld)
+if(NOT EXISTS ${GPAL_LINKER_SCRIPT})
+    execute_process(
+        COMMAND sh -c "mips-linux-gnu-ld --verbose | sed '1,/^=====/d; /^=====/,$d; s/HIDDEN (_gp = \\(.*\\));/_gp = \\1;/'"
+        OUTPUT_FILE ${GPAL_LINKER_SCRIPT})
+endif()
+# Interpreter and library path are the cross packages' own, so that programs run as they are.
+set(CMAKE_EXE_LINKER_FLAGS_INIT
+    "-no-pie -Wl,-T,${GPAL_LINKER_SCRIPT} -Wl,--dynamic-linker=${GPAL_SYSROOT}/lib/ld.so.1 -Wl,--disable-new-dtags,-rpath,${GPAL_SYSROOT}/lib")

@@ -1,0 +1,27 @@
+#!/bin/sh
+# Runs one share of the tests on the device, each in a process of its own, and notes how they went.
+folder=@FOLDER@
+build=@BUILD@
+number=@NUMBER@
+export VOICE_CALL_PROGRAM=$build/examples/voice_call/voice_call
+export GPAL_INFO_PROGRAM=$build/tools/gpal-info/gpal-info
+export SUPERVISOR_PROGRAM=$build/examples/supervisor/supervisor
+LIMIT_S=300
+
+: >"$folder/results.$number"
+: >"$folder/output.$number"
+while IFS="$(printf '\t')" read -r program filter name; do
+    cd "$(dirname "$program")"
+    timeout -s KILL "$LIMIT_S" "$program" "--gtest_filter=$filter" --gtest_also_run_disabled_tests \
+        >/tmp/output 2>&1 </dev/null
+    status=$?
+    reason=$(awk '/: Skipped$/ { getline; print; exit }' /tmp/output)
+    if [ "$status" -ne 0 ]; then
+        echo "failed $name: exit status $status" >>"$folder/results.$number"
+        { echo "--- $name"; cat /tmp/output; } >>"$folder/output.$number"
+    elif grep -q '^\[  SKIPPED \]' /tmp/output; then
+        echo "skipped $name: $reason" >>"$folder/results.$number"
+    else
+        echo "passed $name" >>"$folder/results.$number"
+    fi
+done <"$folder/tests.$number"
