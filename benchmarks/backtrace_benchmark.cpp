@@ -7,22 +7,12 @@
 
 #include <gpal/backtrace.h>
 
+#include "support.h"
+
 namespace
 {
 
 constexpr int FRAMES = 20;
-
-/// Runs \p work with \p depth frames more on the stack.
-template <typename Work>
-__attribute__((noinline)) void atDepth(int depth, Work& work)
-{
-    if (depth == 0) {
-        work();
-    } else {
-        atDepth(depth - 1, work);
-    }
-    benchmark::ClobberMemory();
-}
 
 using Record = int (*)(void**, int);
 
@@ -34,7 +24,7 @@ void record(benchmark::State& state, Record recorded)
             benchmark::DoNotOptimize(recorded(frames, FRAMES));
         }
     };
-    atDepth(FRAMES, loop);
+    support::atDepth(FRAMES, loop);
 }
 BENCHMARK_CAPTURE(record, layer, get_backtrace)->Name("backtrace20/layer");
 BENCHMARK_CAPTURE(record, hand, backtrace)->Name("backtrace20/hand");
@@ -51,7 +41,7 @@ void describe(benchmark::State& state, Describe described)
     void* frames[FRAMES];
     int count = 0;
     auto once = [&] { count = backtrace(frames, FRAMES); };
-    atDepth(FRAMES, once);
+    support::atDepth(FRAMES, once);
     for (auto _ : state) {
         char** texts = described(frames, count);
         benchmark::DoNotOptimize(texts);

@@ -8,22 +8,12 @@
 
 #include <gpal/backtrace.h>
 
+#include "support.h"
+
 namespace
 {
 
 constexpr int FRAMES = 20;
-
-/// Runs \p work with \p depth frames more on the stack.
-template <typename Work>
-__attribute__((noinline)) void atDepth(int depth, Work& work)
-{
-    if (depth == 0) {
-        work();
-    } else {
-        atDepth(depth - 1, work);
-    }
-    benchmark::ClobberMemory();
-}
 
 using Record = int (*)(void**, int);
 
@@ -40,7 +30,7 @@ void record(benchmark::State& state, Record recorded)
             benchmark::DoNotOptimize(recorded(frames, FRAMES));
         }
     };
-    atDepth(FRAMES, loop);
+    support::atDepth(FRAMES, loop);
 }
 BENCHMARK_CAPTURE(record, layer, get_backtrace)->Name("unwound20/layer");
 BENCHMARK_CAPTURE(record, libunwind, recordByLibunwind)->Name("unwound20/libunwind");

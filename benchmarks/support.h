@@ -21,6 +21,18 @@ std::unique_ptr<Object> opaque(Arguments&&... arguments)
     return std::unique_ptr<Object>(object);
 }
 
+/// Runs \p work with \p depth frames more on the stack.
+template <typename Work>
+__attribute__((noinline)) void atDepth(int depth, Work& work)
+{
+    if (depth == 0) {
+        work();
+    } else {
+        atDepth(depth - 1, work);
+    }
+    benchmark::ClobberMemory();
+}
+
 /// Keeps the calling thread, and the threads that it creates, on one core for a scope, as on the
 /// device.
 class OneCore

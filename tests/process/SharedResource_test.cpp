@@ -2,9 +2,11 @@
 #include <gpal/SharedResource.h>
 
 #include <cerrno>
+#include <cstdint>
 #include <cstring>
 #include <gmock/gmock.h>
 #include <memory>
+#include <sys/mman.h>
 #include <sys/wait.h>
 #include <type_traits>
 #include <unistd.h>
@@ -39,6 +41,16 @@ protected:
     int key() const
     {
         return SharedResource::getSharedResourceKey(m_directory.path().c_str(), 'g');
+    }
+
+    /// A place in memory where nothing is and a segment may be attached.
+    static char* freePlace()
+    {
+        const auto step = static_cast<std::size_t>(SHMLBA);
+        void* const room = mmap(nullptr, 2 * step, PROT_NONE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+        munmap(room, 2 * step);
+        const auto address = reinterpret_cast<std::uintptr_t>(room);
+        return reinterpret_cast<char*>((address + step - 1) / step * step);
     }
 
     /// Errno after an operation of which \p failed says that it failed.
@@ -143,9 +155,7 @@ TEST_F(SystemV, aSegmentOutlivesItsWrapperUntilItIsRemoved)
 TEST_F(SystemV, aSegmentIsAttachedWhereAndHowTheCallerSays)
 {
     m_segment = m_memory.create(IPC_PRIVATE, SIZE, MODE);
-    auto* const place = static_cast<char*>(m_memory.attach(m_segment, nullptr, 0));
-    ASSERT_NE(reinterpret_cast<char*>(-1), place);
-    ASSERT_EQ(0, m_memory.detach(place));
+    char* const place = freePlace();
     EXPECT_EQ(place, m_memory.attach(m_segment, place, 0));
     ASSERT_EQ(0, m_memory.detach(place));
     errno = 0;

@@ -5,6 +5,7 @@
 #include <csignal>
 #include <filesystem>
 #include <fstream>
+#include <future>
 #include <iostream>
 #include <iterator>
 #include <sstream>
@@ -150,6 +151,37 @@ bool LayerThread::isAsleep() const
     const std::string before = sleep();
     std::this_thread::sleep_for(LONG_ENOUGH);
     return !before.empty() && before == sleep();
+}
+
+bool unwindsOutOfJoin()
+{
+    static const bool unwinds = [] {
+        std::promise<void> end;
+        std::thread joined([&end] { end.get_future().wait(); });
+        std::atomic<bool> unwound{false};
+        pthread_t joining{};
+        struct Attempt {
+            pthread_t joined;
+            std::atomic<bool>& unwound;
+        } attempt{joined.native_handle(), unwound};
+        pthread_create(
+            &joining, nullptr,
+            [](void* argument) -> void* {
+                struct Witness {
+                    Attempt& attempt;
+                    ~Witness() { attempt.unwound = true; }
+                } const witness{*static_cast<Attempt*>(argument)};
+                pthread_join(witness.attempt.joined, nullptr);
+                return nullptr;
+            },
+            &attempt);
+        pthread_cancel(joining);
+        pthread_join(joining, nullptr);
+        end.set_value();
+        joined.join();
+        return unwound.load();
+    }();
+    return unwinds;
 }
 
 Figures figuresOf(Semaphore& semaphore)

@@ -22,6 +22,10 @@ constexpr bool UNDER_THREAD_SANITIZER = true;
 constexpr bool UNDER_THREAD_SANITIZER = false;
 #endif
 
+/// Whether the C library runs the destructors of a thread that is cancelled in `pthread_join`,
+/// which one for the device's processor does not; tried out once.
+bool unwindsOutOfJoin();
+
 /// Counts the threads that come and go, and grants every priority.
 class RecordingManager : public ProcessManager
 {

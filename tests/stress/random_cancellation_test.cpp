@@ -182,7 +182,7 @@ private:
         }
         // Whoever is cancelled in the join leaves the child to be joined at the end of the round.
         // (The thread sanitizer would lose track of the thread that is cancelled there.)
-        if (stress::UNDER_THREAD_SANITIZER) {
+        if (stress::UNDER_THREAD_SANITIZER || !stress::unwindsOutOfJoin()) {
             Threader::protectFromDestroy();
         }
         EXPECT_EQ(m_threader.waitForThreadCompletion(child), 0);
