@@ -75,6 +75,10 @@ protected:
     {
         ASSERT_GE(m_socket.open(0, family, "", ""), 0);
     }
+    static std::string bytesOf(const Address& address)
+    {
+        return {reinterpret_cast<const char*>(&address), sizeof address};
+    }
     int writeByNumber(unsigned short port)
     {
         return m_socket.write(m_data, 5, inet_addr(LOOPBACK), port);
@@ -84,7 +88,7 @@ protected:
         Address to(host, port);
         const Address before = to;
         const int result = m_socket.write("hello", 5u, to.get(), to.length());
-        EXPECT_EQ(std::memcmp(&to, &before, sizeof to), 0) << "the address is the caller's";
+        EXPECT_EQ(bytesOf(to), bytesOf(before)) << "the address is the caller's";
         return result;
     }
     std::string failed(int error) const
