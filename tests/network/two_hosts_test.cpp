@@ -19,7 +19,6 @@
 #include "support/private_mounts.h"
 
 using support::Captured;
-using support::LogLine;
 using support::RecordedLog;
 
 namespace

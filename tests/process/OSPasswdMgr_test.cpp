@@ -225,7 +225,7 @@ TEST_F(OSPasswdMgrOnDevice, notesAFailedWaitAndEndsTheScript)
     writeProgram(SET, "#!/bin/sh\nexec sleep 60\n", 0700);
     std::vector<std::string> events;
     const Replacement failing(calls::waitpid, [&](pid_t, int*, int options) {
-        events.push_back(options == WNOHANG ? "try to reap" : "wait");
+        events.emplace_back(options == WNOHANG ? "try to reap" : "wait");
         errno = EINTR;
         return options == WNOHANG ? 0 : -1;
     });
