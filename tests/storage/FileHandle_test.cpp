@@ -55,7 +55,9 @@ TEST_F(OpenFile, isAppendedToOrTruncatedAsTheModeSays)
 {
     FileHandle(m_file, WRITE | std::ios_base::app) << "c";
     EXPECT_EQ(support::contentOf(m_file), "a bc");
-    FileHandle(m_file, WRITE);
+    {
+        const FileHandle truncating(m_file, WRITE);
+    }
     EXPECT_EQ(support::contentOf(m_file), "");
     FileHandle both(m_directory.file("both", "12"), READ | WRITE);
     EXPECT_EQ(both.get(), '1');

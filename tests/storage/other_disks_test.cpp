@@ -54,7 +54,7 @@ protected:
     {
         sockaddr_un address{};
         address.sun_family = AF_UNIX;
-        const std::string path = m_directory.path("socket");
+        std::string path = m_directory.path("socket");
         path.copy(address.sun_path, sizeof address.sun_path - 1);
         const int made = socket(AF_UNIX, SOCK_STREAM, 0);
         EXPECT_EQ(bind(made, reinterpret_cast<const sockaddr*>(&address), sizeof address), 0);
