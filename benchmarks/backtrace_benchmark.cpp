@@ -7,25 +7,14 @@
 
 #include <gpal/backtrace.h>
 
-#include "support.h"
+#include "stack_recording.h"
+
+using support::FRAMES;
+using support::record;
 
 namespace
 {
 
-constexpr int FRAMES = 20;
-
-using Record = int (*)(void**, int);
-
-void record(benchmark::State& state, Record recorded)
-{
-    void* frames[FRAMES];
-    auto loop = [&] {
-        for (auto _ : state) {
-            benchmark::DoNotOptimize(recorded(frames, FRAMES));
-        }
-    };
-    support::atDepth(FRAMES, loop);
-}
 BENCHMARK_CAPTURE(record, layer, get_backtrace)->Name("backtrace20/layer");
 BENCHMARK_CAPTURE(record, hand, backtrace)->Name("backtrace20/hand");
 

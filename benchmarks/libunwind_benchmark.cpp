@@ -8,30 +8,18 @@
 
 #include <gpal/backtrace.h>
 
-#include "support.h"
+#include "stack_recording.h"
+
+using support::record;
 
 namespace
 {
-
-constexpr int FRAMES = 20;
-
-using Record = int (*)(void**, int);
 
 int recordByLibunwind(void** frames, int count)
 {
     return unw_backtrace(frames, count);
 }
 
-void record(benchmark::State& state, Record recorded)
-{
-    void* frames[FRAMES];
-    auto loop = [&] {
-        for (auto _ : state) {
-            benchmark::DoNotOptimize(recorded(frames, FRAMES));
-        }
-    };
-    support::atDepth(FRAMES, loop);
-}
 BENCHMARK_CAPTURE(record, layer, get_backtrace)->Name("unwound20/layer");
 BENCHMARK_CAPTURE(record, libunwind, recordByLibunwind)->Name("unwound20/libunwind");
 

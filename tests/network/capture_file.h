@@ -56,6 +56,10 @@ struct Read {
 
 constexpr int UNTOUCHED = 4711;
 
+constexpr int UDP_TYPE = PACKET_DUMP_UDP;
+constexpr int OTHER_TYPE = PACKET_DUMP_OTHER;
+const Read THE_END{-1, UNTOUCHED, ""};
+
 /// Reads once, with room for \p size bytes.
 Read readFrom(packet_dump& dump, int size = 65536);
 

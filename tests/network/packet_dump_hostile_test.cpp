@@ -14,21 +14,20 @@
 #include "support/temporary_directory.h"
 
 using capture::fileHeader;
+using capture::OTHER_TYPE;
 using capture::packet;
 using capture::Read;
 using capture::readFrom;
 using capture::record;
 using capture::taggedPacket;
+using capture::THE_END;
 using capture::udp;
+using capture::UDP_TYPE;
 using capture::UNTOUCHED;
 using support::Captured;
 
 namespace
 {
-
-constexpr int UDP_TYPE = PACKET_DUMP_UDP;
-constexpr int OTHER_TYPE = PACKET_DUMP_OTHER;
-const Read THE_END{-1, UNTOUCHED, ""};
 
 class HostileCapture : public testing::Test
 {
