@@ -55,6 +55,17 @@ std::string complaint(int value, int handle, int error)
            std::to_string(handle) + ": " + std::strerror(error) + "\n";
 }
 
+/// Whether an IPv6 peer learns the traffic class of a datagram; through an emulator it gets the
+/// bytes in the wrong order.
+bool tellsTrafficClasses(const peers::Peer& peer)
+{
+    const peers::Peer sender("::1");
+    const int trafficClass = 32;
+    setsockopt(sender.descriptor(), IPPROTO_IPV6, IPV6_TCLASS, &trafficClass, sizeof trafficClass);
+    sender.send("probe", peer.address());
+    return peer.receive().trafficClass == trafficClass;
+}
+
 } // namespace
 
 TEST(UDPSocketPriority, standsInTheTypeOfServiceOfWhatIsSent)
@@ -76,6 +87,9 @@ TEST(UDPSocketPriority, standsInTheTrafficClassOfWhatIsSentOverIPv6)
         GTEST_SKIP() << "this host has no IPv6";
     }
     const peers::Peer peer("::1");
+    if (!tellsTrafficClasses(peer)) {
+        GTEST_SKIP() << "no traffic class arrives whole here, of whichever socket";
+    }
     UDPSocket socket;
     ASSERT_GE(socket.open(0, ADDRESS_FAMILY_IPV6, "", ""), 0);
     EXPECT_EQ(socket.setPriority(46), 0);

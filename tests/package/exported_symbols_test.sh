@@ -9,7 +9,7 @@ list=$3
 
 found=$(mktemp)
 trap 'rm -f "$found"' EXIT
-"$nm" -D --defined-only -C "$library" | cut -d ' ' -f 3- | sort -u >"$found"
+"$nm" -D --defined-only --extern-only -C "$library" | cut -d ' ' -f 3- | sort -u >"$found"
 if [ "${4:-}" = --update ]; then
     cp "$found" "$list"
 fi

@@ -1,11 +1,15 @@
 #!/bin/sh
 # Installs the build into an empty folder, moves it, and builds and runs a client against it from
-# outside the tree: once with find_package, once with pkg-config.
+# outside the tree: once with find_package, once with pkg-config. Compiling, linking and running take
+# more words for another processor than the build machine's.
 set -eu
 build=$1
 client=$2
 cmake=$3
 compiler=$4
+compile_flags=${5:-}
+link_flags=${6:-}
+emulator=${7:-}
 
 work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
@@ -15,15 +19,16 @@ pc=$(dirname "$(find "$work/moved" -name gpal.pc)")
 libraries=$(dirname "$pc")
 
 "$cmake" -S "$client" -B "$work/cmake" -DCMAKE_PREFIX_PATH="$work/moved" \
-    -DCMAKE_CXX_COMPILER="$compiler" >>"$work/log"
+    -DCMAKE_CXX_COMPILER="$compiler" -DCMAKE_CXX_FLAGS="$compile_flags" \
+    -DCMAKE_EXE_LINKER_FLAGS="$link_flags" >>"$work/log"
 "$cmake" --build "$work/cmake" >>"$work/log"
-"$work/cmake/client"
+$emulator "$work/cmake/client"
 
 cd "$work"
 export PKG_CONFIG_PATH="$pc"
-"$compiler" -std=c++17 $(pkg-config --cflags gpal) "$client/client.cpp" -o client \
-    $(pkg-config --libs gpal) "-Wl,-rpath,$libraries"
-./client
+"$compiler" -std=c++17 $compile_flags $(pkg-config --cflags gpal) "$client/client.cpp" -o client \
+    $link_flags $(pkg-config --libs gpal) "-Wl,-rpath,$libraries"
+$emulator ./client
 
 # The tools find the library where it was moved.
-"$work/moved/bin/gpal-info" --help >/dev/null
+$emulator "$work/moved/bin/gpal-info" --help >/dev/null

@@ -53,6 +53,14 @@ protected:
         return reinterpret_cast<char*>((address + step - 1) / step * step);
     }
 
+    /// Whether the kernel itself attaches the segment there: an emulator that has reserved the
+    /// addresses of its program does not let it.
+    bool kernelAttachesAt(char* place) const
+    {
+        const bool attached = shmat(m_segment, place, 0) == place;
+        return attached && shmdt(place) == 0;
+    }
+
     /// Errno after an operation of which \p failed says that it failed.
     static int errorOf(bool failed)
     {
@@ -156,6 +164,9 @@ TEST_F(SystemV, aSegmentIsAttachedWhereAndHowTheCallerSays)
 {
     m_segment = m_memory.create(IPC_PRIVATE, SIZE, MODE);
     char* const place = freePlace();
+    if (!kernelAttachesAt(place)) {
+        GTEST_SKIP() << "the kernel attaches no segment at a given address here";
+    }
     EXPECT_EQ(place, m_memory.attach(m_segment, place, 0));
     ASSERT_EQ(0, m_memory.detach(place));
     errno = 0;

@@ -3,6 +3,7 @@
 
 #include <climits>
 #include <gtest/gtest.h>
+#include <iostream>
 #include <type_traits>
 
 namespace
@@ -17,7 +18,9 @@ public:
         getrlimit(m_resource, &m_before);
         rlimit limit = m_before;
         limit.rlim_cur = value;
-        m_set = setrlimit(m_resource, &limit) == 0;
+        // Emulators say yes to limits of memory and keep them from their program.
+        m_set = setrlimit(m_resource, &limit) == 0 && getrlimit(m_resource, &limit) == 0 &&
+                limit.rlim_cur == value;
     }
     SoftLimit(const SoftLimit&) = delete;
     SoftLimit& operator=(const SoftLimit&) = delete;
@@ -56,6 +59,10 @@ std::string answerAt(const Row& row, rlim_t value)
         known = Ulimit().getulimit(row.option, text);
     }
     EXPECT_TRUE(known) << row.option;
+    if (!set) {
+        std::cout << "not looked at: this machine does not take limit " << row.option << " = "
+                  << value << "\n";
+    }
     return set ? text : "";
 }
 

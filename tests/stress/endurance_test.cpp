@@ -1,13 +1,12 @@
 #include <array>
 #include <atomic>
 #include <chrono>
-#include <fstream>
 #include <iostream>
+#include <malloc.h>
 #include <memory>
 #include <random>
 #include <streambuf>
 #include <thread>
-#include <unistd.h>
 #include <vector>
 
 #include "stress/layer.h"
@@ -54,12 +53,11 @@ private:
     std::streambuf* m_saved;
 };
 
+/// What the heap holds; the pages of the process would count an emulator's too.
 long kilobytesInUse()
 {
-    long total = 0;
-    long resident = 0;
-    std::ifstream("/proc/self/statm") >> total >> resident;
-    return resident * (sysconf(_SC_PAGESIZE) / 1024);
+    const struct mallinfo2 heap = mallinfo2();
+    return static_cast<long>((heap.uordblks + heap.hblkhd) / 1024);
 }
 
 /// What all workers use, and the gate at which they stop for a while.
