@@ -23,7 +23,6 @@ using capture::taggedPacket;
 using capture::THE_END;
 using capture::udp;
 using capture::UDP_TYPE;
-using capture::UNTOUCHED;
 using support::Captured;
 
 namespace
