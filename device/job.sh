@@ -25,3 +25,8 @@ while IFS="$(printf '\t')" read -r program filter name; do
         echo "passed $name" >>"$folder/results.$number"
     fi
 done <"$folder/tests.$number"
+
+# The first device exchanges files with the host, when the host has begun to.
+if [ "$number" = 0 ] && [ -e "$folder/results.before" ]; then
+    sh "$build/tests/exchange/on_device.sh" device "$build" >"$folder/results.device"
+fi

@@ -39,8 +39,16 @@ bool show(const fs::path& entry)
     return support::mountOver(entry.string(), shown.string());
 }
 
-/// Shows all but the place itself, which the descriptor \p place still reaches below the new root.
-/// That one is shown without what is mounted in it: the new root is.
+/// Shows the place itself, which the descriptor \p place still reaches below the new root. The view
+/// comes with all that is mounted in it, a copy of the new root on top, which is taken off again.
+bool showPlace(int place)
+{
+    const std::string shown = std::string(PLACE) + PLACE;
+    fs::create_directory(shown);
+    return support::mountOver("/proc/self/fd/" + std::to_string(place), shown) &&
+           umount2(shown.c_str(), MNT_DETACH) == 0;
+}
+
 bool showEverything(int place)
 {
     for (const fs::directory_entry& entry : fs::directory_iterator("/")) {
@@ -48,10 +56,7 @@ bool showEverything(int place)
             return false;
         }
     }
-    const std::string shown = std::string(PLACE) + PLACE;
-    fs::create_directory(shown);
-    const std::string below = "/proc/self/fd/" + std::to_string(place);
-    return mount(below.c_str(), shown.c_str(), nullptr, MS_BIND, nullptr) == 0;
+    return showPlace(place);
 }
 
 } // namespace
