@@ -1,8 +1,12 @@
 #include "base/console.h"
 
-#include <iostream>
+#include <ostream>
 
 #include "base/cancellation.h"
+
+/// `std::cout`. The header that declares it gives each file that includes it a constructor to be
+/// run when the library is loaded, in every process of the device.
+extern std::ostream standardOutput __asm__("_ZSt4cout");
 
 namespace gpal::detail
 {
@@ -10,8 +14,9 @@ namespace gpal::detail
 void writeToConsole(const std::string& text)
 {
     const CancellationHeldOff whileWriting;
+    static const std::ios_base::Init streamsAreReady;
     // Not "<<": a width or fill that the client has set is meant for the client's own next output.
-    std::cout.write(text.data(), static_cast<std::streamsize>(text.size())).flush();
+    standardOutput.write(text.data(), static_cast<std::streamsize>(text.size())).flush();
 }
 
 } // namespace gpal::detail

@@ -3,7 +3,9 @@
 
 #include <gpal/packet_dump.h>
 
-int host_to_little_endian_long(int value)
+#include "base/walkable.h"
+
+GPAL_WALKABLE int host_to_little_endian_long(int value)
 {
     const auto bits = static_cast<std::uint32_t>(value);
     const unsigned char bytes[] = {

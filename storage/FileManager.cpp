@@ -5,6 +5,8 @@
 
 #include <gpal/FileHandle.h>
 
+#include "base/walkable.h"
+
 namespace
 {
 
@@ -40,7 +42,7 @@ bool FileManager::copyFile(std::string const& source, std::string const& destina
     return !in.bad() && !out.bad();
 }
 
-bool FileManager::moveFile(std::string const& source, std::string const& destination)
+GPAL_WALKABLE bool FileManager::moveFile(std::string const& source, std::string const& destination)
 {
     const bool copied = copyFile(source, destination);
     if (copied) {

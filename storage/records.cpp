@@ -4,6 +4,7 @@
 #include <unistd.h>
 
 #include "base/cancellation.h"
+#include "base/walkable.h"
 
 StorageInterface::~StorageInterface() = default;
 
@@ -27,7 +28,7 @@ int Storage::init(char const* name, std::ios_base::openmode readMode,
     return 1;
 }
 
-void Storage::shutdown()
+GPAL_WALKABLE void Storage::shutdown()
 {
     delete m_stream; // closes the file
     m_stream = nullptr;

@@ -4,7 +4,6 @@
 #include <string>
 #include <sys/time.h>
 
-#include "base/console.h"
 #include "base/locked.h"
 #include "base/time_math.h"
 #include "current_thread.h"
@@ -179,14 +178,17 @@ int Semaphore::give()
 
 void Semaphore::displayInfo()
 {
-    using namespace gpal::detail;
-    writeToConsole(
-        DUMP_RULE + dumpLine("Type", "Semaphore") + dumpLine("id", static_cast<const void*>(this)) +
-        dumpLine("max count", m_maxCount) + dumpLine("current count", m_count) +
-        dumpLine("current owner", m_owner) + dumpLine("give() count", m_giveCount) +
-        dumpLine("take() count", m_takeCount) + dumpLine("take() timeout count", m_timeoutCount) +
-        dumpLine("reentrant", m_reentrant) + dumpLine("Number of threads waiting", m_waitingCount) +
-        locked(m_waitersMutex, [this] { return dumpThreads(m_waitingThreads); }) + DUMP_RULE);
+    gpal::detail::SemaphoreDump dump("Semaphore", this);
+    dump.line("max count") << m_maxCount << '\n';
+    dump.line("current count") << m_count << '\n';
+    dump.line("current owner") << m_owner << '\n';
+    dump.line("give() count") << m_giveCount << '\n';
+    dump.line("take() count") << m_takeCount << '\n';
+    dump.line("take() timeout count") << m_timeoutCount << '\n';
+    dump.line("reentrant") << m_reentrant << '\n';
+    dump.line("Number of threads waiting") << m_waitingCount << '\n';
+    locked(m_waitersMutex, [&] { dump.threads(m_waitingThreads); });
+    dump.write();
 }
 
 void Semaphore::info(Semaphore* semaphore)

@@ -4,6 +4,7 @@
 
 #include "base/cancellation.h"
 #include "base/OwnLock.h"
+#include "base/walkable.h"
 
 using gpal::detail::OwnLock;
 
@@ -32,7 +33,7 @@ TimedThread::~TimedThread()
     delete m_completion;
 }
 
-void TimedThread::run()
+GPAL_WALKABLE void TimedThread::run()
 {
     if (m_runner != nullptr) {
         m_runner->run();

@@ -1,6 +1,5 @@
 #include <gpal/Wait.h>
 
-#include "base/console.h"
 #include "base/locked.h"
 #include "threads/semaphore_dump.h"
 
@@ -38,14 +37,15 @@ int Wait::signal()
 
 void Wait::displayInfo()
 {
-    using namespace gpal::detail;
-    writeToConsole(
-        DUMP_RULE + dumpLine("Type", "Wait") + dumpLine("id", static_cast<const void*>(this)) +
-        dumpLine("max count", m_maxCount) + dumpLine("current count", m_count) +
-        dumpLine("current owner", m_owner) + dumpLine("signal() count", m_giveCount) +
-        dumpLine("wait() count", m_takeCount) +
-        dumpLine("Number of threads waiting", m_waitingCount) +
-        locked(m_waitersMutex, [this] { return dumpThreads(m_waitingThreads); }) + DUMP_RULE);
+    gpal::detail::SemaphoreDump dump("Wait", this);
+    dump.line("max count") << m_maxCount << '\n';
+    dump.line("current count") << m_count << '\n';
+    dump.line("current owner") << m_owner << '\n';
+    dump.line("signal() count") << m_giveCount << '\n';
+    dump.line("wait() count") << m_takeCount << '\n';
+    dump.line("Number of threads waiting") << m_waitingCount << '\n';
+    gpal::detail::locked(m_waitersMutex, [&] { dump.threads(m_waitingThreads); });
+    dump.write();
 }
 
 int Wait::take(int /*timeoutMs*/)

@@ -1,38 +1,34 @@
 /// \file
-/// Lines of the console dumps of semaphores and event objects.
+/// Console dumps of semaphores and event objects.
 #ifndef GPAL_THREADS_SEMAPHORE_DUMP_H
 #define GPAL_THREADS_SEMAPHORE_DUMP_H
 
-#include <iomanip>
 #include <set>
-#include <string>
-
-#include "base/console.h"
+#include <sstream>
 
 namespace gpal::detail
 {
 
-/// First and last line of a dump.
-inline const char* const DUMP_RULE = "**************************************\n";
-
-/// "label = value", with all values in one column.
-template <typename Value>
-std::string dumpLine(const char* label, const Value& value)
+/// A dump that is being put together, line by line.
+class SemaphoreDump
 {
-    constexpr int LABEL_WIDTH = 26;
-    return asText(std::left, std::setw(LABEL_WIDTH), label, "= ", value, '\n');
-}
+public:
+    /// Begins with the lines of the type and of the object's address.
+    SemaphoreDump(const char* type, const void* object);
 
-/// One line for each thread id, in ascending order, numbered from 0.
-inline std::string dumpThreads(const std::multiset<unsigned long>& threads)
-{
-    std::string text;
-    int index = 0;
-    for (const unsigned long thread : threads) {
-        text += asText(index++, " - ", thread, '\n');
-    }
-    return text;
-}
+    /// Begins the line "label = ", with all values in one column; the caller adds value and line
+    /// end.
+    std::ostream& line(const char* label);
+
+    /// One line for each thread id, in ascending order, numbered from 0.
+    void threads(const std::multiset<unsigned long>& ids);
+
+    /// Puts the end to it and writes it to the console.
+    void write();
+
+private:
+    std::ostringstream m_text;
+};
 
 } // namespace gpal::detail
 

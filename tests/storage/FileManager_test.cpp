@@ -251,6 +251,16 @@ TEST_F(ManagedFile, hasASizeWhenItIsARegularOne)
     EXPECT_THAT(m_log.lines(), IsEmpty());
 }
 
+TEST_F(ManagedFile, hasASizeOfNoMoreThan32Bits)
+{
+    const std::string file = m_directory.file("file", "");
+    if (truncate(file.c_str(), (off_t(5) << 30) + 7) != 0) {
+        GTEST_SKIP() << "the file system has no files of 5 GiB, not even empty ones";
+    }
+    EXPECT_TRUE(m_files.doesExist(file));
+    EXPECT_EQ(m_files.size(file), (1 << 30) + 7);
+}
+
 TEST_F(ManagedFile, thatCannotBeExaminedHasNoSize)
 {
     const std::string file = m_directory.file("file", "12345");

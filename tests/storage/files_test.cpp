@@ -112,6 +112,17 @@ TEST_F(StoredFile, hasASizeOfNoMoreThan32Bits)
     EXPECT_EQ(Storage::fileSize(m_file), 7);
 }
 
+TEST_F(StoredFile, hasASizeBeyondThatTheSystemGivesToo)
+{
+    constexpr off_t SIZE = (off_t(5) << 30) + 7;
+    if (truncate(m_file.c_str(), SIZE) != 0) {
+        GTEST_SKIP() << "the file system has no files of 5 GiB, not even empty ones";
+    }
+    EXPECT_EQ(Storage::fileSize(m_file), (1 << 30) + 7);
+    ASSERT_EQ(truncate(m_file.c_str(), off_t(3) << 30), 0);
+    EXPECT_EQ(Storage::fileSize(m_file), -(1 << 30));
+}
+
 TEST_F(StoredFile, hasATimeOfModification)
 {
     const timeval times[2] = {{7, 0}, {1234567, 890}};
