@@ -5,7 +5,6 @@
 #include <gpal/FileManager.h>
 #include <gpal/Storage.h>
 
-#include <cerrno>
 #include <cstdlib>
 #include <cstring>
 #include <filesystem>
