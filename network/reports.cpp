@@ -25,28 +25,30 @@ std::string formatted(const char* format, va_list arguments)
     return text;
 }
 
+void report(void (*log)(const char*, ...), const char* format, va_list arguments)
+{
+    const ErrnoKept reason;
+    const std::string text = formatted(format, arguments);
+    std::fputs(text.c_str(), stderr);
+    log("%s", text.c_str());
+}
+
 } // namespace
 
 void reportError(const char* format, ...)
 {
-    const ErrnoKept reason;
     va_list arguments;
     va_start(arguments, format);
-    const std::string text = formatted(format, arguments);
+    report(syslogger_error, format, arguments);
     va_end(arguments);
-    std::fputs(text.c_str(), stderr);
-    syslogger_error("%s", text.c_str());
 }
 
 void reportInfo(const char* format, ...)
 {
-    const ErrnoKept reason;
     va_list arguments;
     va_start(arguments, format);
-    const std::string text = formatted(format, arguments);
+    report(syslogger_info, format, arguments);
     va_end(arguments);
-    std::fputs(text.c_str(), stderr);
-    syslogger_info("%s", text.c_str());
 }
 
 } // namespace gpal::detail

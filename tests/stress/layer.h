@@ -12,15 +12,12 @@
 #include <gtest/gtest.h>
 
 #include "support/replaceable.h"
+#include "support/thread_sanitizer.h"
 
 namespace stress
 {
 
-#ifdef __SANITIZE_THREAD__
-constexpr bool UNDER_THREAD_SANITIZER = true;
-#else
-constexpr bool UNDER_THREAD_SANITIZER = false;
-#endif
+using support::UNDER_THREAD_SANITIZER;
 
 /// Whether the C library runs the destructors of a thread that is cancelled in `pthread_join`,
 /// which one for the device's processor does not; tried out once.
