@@ -293,7 +293,7 @@ TEST_P(InterruptedSupervisor, doesNotSitThePauseOut)
         GTEST_SKIP() << "the sanitizer calls the handler when the pause is over";
     }
     // Whoever sat it out would be ended long before, and the test with it.
-    ProgramRun run(m_work, {"--pause", "3600000", script("")});
+    ProgramRun run(m_work, {"--pause", "1000000", script("")});
     EXPECT_TRUE(support::eventually([this] { return records().size() == 2; }));
     EXPECT_EQ(kill(run.id(), GetParam()), 0);
     EXPECT_EQ(run.wait(), 128 + GetParam());
