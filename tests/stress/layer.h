@@ -20,7 +20,7 @@ namespace stress
 using support::UNDER_THREAD_SANITIZER;
 
 /// Whether the C library runs the destructors of a thread that is cancelled in `pthread_join`,
-/// which one for the device's processor does not; tried out once.
+/// which one for the device's processor does not; tried out once, by a thread that nobody cancels.
 bool unwindsOutOfJoin();
 
 /// Counts the threads that come and go, and grants every priority.

@@ -58,6 +58,9 @@ struct Playground {
     std::mutex childrenMutex;
     /// Not joined yet. An id that is handed out again before it is taken out is in here twice.
     std::multiset<unsigned long> children;
+    /// Tried out before anything is cancelled. (The thread sanitizer would lose track of the
+    /// thread.)
+    const bool joinsMayBeCancelled = !stress::UNDER_THREAD_SANITIZER && stress::unwindsOutOfJoin();
 };
 
 void* takeAUnitAndKeepIt(void* playground)
@@ -181,8 +184,7 @@ private:
             m_shared.children.insert(child);
         }
         // Whoever is cancelled in the join leaves the child to be joined at the end of the round.
-        // (The thread sanitizer would lose track of the thread that is cancelled there.)
-        if (stress::UNDER_THREAD_SANITIZER || !stress::unwindsOutOfJoin()) {
+        if (!m_shared.joinsMayBeCancelled) {
             Threader::protectFromDestroy();
         }
         EXPECT_EQ(m_threader.waitForThreadCompletion(child), 0);
