@@ -20,7 +20,7 @@ inline void record(benchmark::State& state, Record recorded)
             benchmark::DoNotOptimize(recorded(frames, FRAMES));
         }
     };
-    support::atDepth(FRAMES, loop);
+    atDepth(FRAMES, loop);
 }
 
 } // namespace support

@@ -7,7 +7,6 @@
 #include <gpal/Threader.h>
 
 #include <atomic>
-#include <cstdio>
 #include <filesystem>
 #include <iterator>
 #include <memory>
@@ -21,6 +20,7 @@
 
 #include "device/booted.h"
 #include "process/programs.h"
+#include "support/command_output.h"
 #include "support/observed.h"
 #include "support/temporary_directory.h"
 
@@ -38,23 +38,11 @@ constexpr LevelAndNice LEVELS[] = {{0, 9}, {1, 0}, {2, -10}, {3, -10}, {4, -16},
 
 constexpr int UNSEEN = 99;
 
-/// What a command that is run by a process of its own prints.
-std::string outputOf(const std::string& command)
-{
-    const std::unique_ptr<FILE, int (*)(FILE*)> pipe(popen(command.c_str(), "r"), pclose);
-    std::string output;
-    char piece[512];
-    while (pipe != nullptr && std::fgets(piece, sizeof piece, pipe.get()) != nullptr) {
-        output += piece;
-    }
-    return output;
-}
-
 /// The nineteenth figure of the kernel's about a thread; the second is a name in parentheses.
 int niceFromOutside(int process, int thread)
 {
-    const std::string figures = outputOf("cat /proc/" + std::to_string(process) + "/task/" +
-                                         std::to_string(thread) + "/stat");
+    const std::string figures = support::outputOf("cat /proc/" + std::to_string(process) +
+                                                  "/task/" + std::to_string(thread) + "/stat");
     std::istringstream rest(figures.substr(figures.rfind(')') + 1));
     const std::vector<std::string> fromTheThird{std::istream_iterator<std::string>(rest),
                                                 std::istream_iterator<std::string>()};

@@ -1,15 +1,14 @@
 // Passwords set and deleted by scripts that do it for real.
 #include <gpal/OSPasswdMgr.h>
 
-#include <cstdio>
 #include <filesystem>
-#include <memory>
 #include <string>
 
 #include <gmock/gmock.h>
 
 #include "device/booted.h"
 #include "process/programs.h"
+#include "support/command_output.h"
 #include "support/observed.h"
 #include "support/temporary_directory.h"
 
@@ -25,13 +24,6 @@ const char* const ACCOUNTS = "/etc/passwd";
 const std::string SCRIPTS = "/Mirta_Deploy";
 const std::string SET = SCRIPTS + "/setPasswd.sh";
 const std::string DELETE = SCRIPTS + "/deletePasswd.sh";
-
-std::string outputOf(const std::string& command)
-{
-    const std::unique_ptr<FILE, int (*)(FILE*)> pipe(popen(command.c_str(), "r"), pclose);
-    char line[200] = "";
-    return pipe != nullptr && std::fgets(line, sizeof line, pipe.get()) != nullptr ? line : "";
-}
 
 /// A deployment with scripts that use the device's own tools, and a user.
 class Password : public devicetest::OnTheDevice
@@ -63,7 +55,8 @@ protected:
     static bool isStored(const std::string& password)
     {
         const std::string salt = stored().substr(3, stored().find('$', 3) - 3);
-        return outputOf("cryptpw -m md5 -S '" + salt + "' '" + password + "'") == stored() + "\n";
+        return support::outputOf("cryptpw -m md5 -S '" + salt + "' '" + password + "'") ==
+               stored() + "\n";
     }
 
     OSPasswdMgr m_manager;

@@ -7,9 +7,11 @@
 
 #include "supervisor_run.h"
 
+#include "support/command_output.h"
 #include "support/observed.h"
 #include "support/private_mounts.h"
 
+using support::outputOf;
 using testing::HasSubstr;
 using testing::IsEmpty;
 using testing::SizeIs;

@@ -1,10 +1,13 @@
 #include "supervisor_run.h"
 
 #include <algorithm>
-#include <cstdio>
 #include <cstdlib>
 #include <filesystem>
 #include <gmock/gmock.h>
+
+#include "support/command_output.h"
+
+using support::outputOf;
 
 std::vector<std::string> linesOf(const std::string& text)
 {
@@ -15,18 +18,6 @@ std::vector<std::string> linesOf(const std::string& text)
         lines.push_back(text.substr(start, end - start));
     }
     return lines;
-}
-
-std::string outputOf(const std::string& command)
-{
-    std::string output;
-    std::FILE* pipe = popen(command.c_str(), "r");
-    char block[4096];
-    for (std::size_t got = 0; (got = std::fread(block, 1, sizeof block, pipe)) > 0;) {
-        output.append(block, got);
-    }
-    pclose(pipe);
-    return output;
 }
 
 testing::AssertionResult areCompleteRuns(const std::vector<std::string>& records, int runs)

@@ -14,9 +14,6 @@
 /// Lines of a text, without their line feeds; what follows the last line feed is not one.
 std::vector<std::string> linesOf(const std::string& text);
 
-/// What a shell command prints.
-std::string outputOf(const std::string& command);
-
 /// Whether \p records are the starts and ends of the runs 1 to \p runs, in order, each once.
 testing::AssertionResult areCompleteRuns(const std::vector<std::string>& records, int runs);
 

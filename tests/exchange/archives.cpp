@@ -1,12 +1,12 @@
 // Archives: whichever tar packed them, the other one unpacks the same files.
 #include <gpal/Storage.h>
 
-#include <cstdlib>
 #include <filesystem>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include "exchange.h"
+#include "support/temporary_directory.h"
 
 namespace exchange
 {
@@ -17,26 +17,6 @@ namespace
 constexpr int MODE = 0640;
 
 const std::string LINK_TARGET = "text";
-
-/// A folder of its own for what is unpacked.
-class UnpackedFolder
-{
-public:
-    UnpackedFolder() : m_path(mkdtemp(m_name)) {}
-    UnpackedFolder(const UnpackedFolder&) = delete;
-    UnpackedFolder& operator=(const UnpackedFolder&) = delete;
-    ~UnpackedFolder()
-    {
-        std::error_code ignored;
-        std::filesystem::remove_all(m_path, ignored);
-    }
-
-    const std::string& path() const { return m_path; }
-
-private:
-    char m_name[sizeof "/tmp/gpal-test-XXXXXX"] = "/tmp/gpal-test-XXXXXX";
-    std::string m_path;
-};
 
 void put(const std::string& file, const std::string& content)
 {
@@ -51,8 +31,8 @@ void put(const std::string& file, const std::string& content)
 /// The files in \p folder are those that were packed.
 void checkFiles(const std::string& folder)
 {
-    expect(contentOf(folder + "/text") == "a line\n", "the text is unpacked");
-    expect(contentOf(folder + "/bytes") == bytes(100000), "the bytes are unpacked");
+    expect(support::contentOf(folder + "/text") == "a line\n", "the text is unpacked");
+    expect(support::contentOf(folder + "/bytes") == bytes(100000), "the bytes are unpacked");
     expect(Storage::fileSize(folder + "/empty") == 0, "the empty file is unpacked");
     struct stat text {
     };
@@ -83,11 +63,11 @@ void writeArchives(const std::string& folder)
 
 void checkArchives(const std::string& folder)
 {
-    const UnpackedFolder relative;
+    const support::TemporaryDirectory relative;
     expect(Storage::unpackandunzip(folder + "/relative.tar.gz", relative.path()), "it is unpacked");
     checkFiles(relative.path());
 
-    const UnpackedFolder withLink;
+    const support::TemporaryDirectory withLink;
     expect(chdir(withLink.path().c_str()) == 0, "the folder is there");
     expect(Storage::unpack(folder + "/withLink.tar.gz", false), "it is unpacked with the link");
     checkFiles("files");
@@ -95,7 +75,7 @@ void checkArchives(const std::string& folder)
     expect(readlink("files/link", target, sizeof target) == 4 && target == LINK_TARGET,
            "the link leads where it did");
 
-    const UnpackedFolder withoutLink;
+    const support::TemporaryDirectory withoutLink;
     expect(chdir(withoutLink.path().c_str()) == 0, "the folder is there");
     expect(Storage::unpack(folder + "/withoutLink.tar.gz", false), "it is unpacked without link");
     checkFiles("files");

@@ -12,8 +12,6 @@ namespace exchange
 /// Notes a failure, and says what failed, unless \p holds.
 void expect(bool holds, const std::string& what);
 
-std::string contentOf(const std::string& file);
-
 /// Bytes of all values, \p count of them.
 std::string bytes(std::size_t count);
 

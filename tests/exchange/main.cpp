@@ -2,9 +2,7 @@
 //
 //     exchange write|check capture|records|archives FOLDER
 #include <cstdio>
-#include <fstream>
 #include <map>
-#include <sstream>
 
 #include "exchange.h"
 
@@ -24,13 +22,6 @@ void expect(bool holds, const std::string& what)
         std::printf("not so: %s\n", what.c_str());
         ++failures;
     }
-}
-
-std::string contentOf(const std::string& file)
-{
-    std::ostringstream content;
-    content << std::ifstream(file, std::ios::binary).rdbuf();
-    return content.str();
 }
 
 std::string bytes(std::size_t count)

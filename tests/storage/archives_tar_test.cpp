@@ -8,6 +8,7 @@
 #include <unistd.h>
 
 #include "storage/packing.h"
+#include "support/command_output.h"
 
 using testing::ElementsAre;
 using testing::HasSubstr;
@@ -19,13 +20,8 @@ namespace
 /// Runs a program and returns its standard output; nothing when it fails.
 std::string outputOf(const std::string& command)
 {
-    std::string output;
-    std::FILE* pipe = popen((command + " 2> /dev/null").c_str(), "r");
-    char piece[256];
-    while (std::fgets(piece, sizeof piece, pipe) != nullptr) {
-        output += piece;
-    }
-    return pclose(pipe) == 0 ? output : "";
+    const support::CommandOutput output = support::runCommand(command + " 2> /dev/null");
+    return output.status == 0 ? output.text : "";
 }
 
 /// Real programs under the name of `tar`.

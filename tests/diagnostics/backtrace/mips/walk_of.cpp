@@ -1,9 +1,10 @@
 #include "walk_of.h"
 
-#include <cstdio>
 #include <gtest/gtest.h>
 #include <sstream>
 #include <unistd.h>
+
+#include "support/command_output.h"
 
 namespace
 {
@@ -17,15 +18,9 @@ std::string emulator()
 
 std::string outputOf(const std::string& command)
 {
-    std::string output;
-    std::FILE* pipe = popen((command + " 2>&1").c_str(), "r");
-    char piece[1024];
-    while (std::fgets(piece, sizeof piece, pipe) != nullptr) {
-        output += piece;
-    }
-    const int status = pclose(pipe);
-    EXPECT_EQ(0, status) << command << '\n' << output;
-    return output;
+    const support::CommandOutput output = support::runCommand(command + " 2>&1");
+    EXPECT_EQ(0, output.status) << command << '\n' << output.text;
+    return output.text;
 }
 
 /// Takes what a line of the program says.
