@@ -1,5 +1,7 @@
 #include "base/console.h"
 
+#include <cstdarg>
+#include <cstdio>
 #include <ostream>
 
 #include "base/cancellation.h"
@@ -11,12 +13,22 @@ extern std::ostream standardOutput __asm__("_ZSt4cout");
 namespace gpal::detail
 {
 
-void writeToConsole(const std::string& text)
+void writeToConsole(std::string_view text)
 {
     const CancellationHeldOff whileWriting;
     static const std::ios_base::Init streamsAreReady;
     // Not "<<": a width or fill that the client has set is meant for the client's own next output.
     standardOutput.write(text.data(), static_cast<std::streamsize>(text.size())).flush();
+}
+
+void printToConsole(const char* format, ...)
+{
+    char line[256];
+    va_list arguments;
+    va_start(arguments, format);
+    std::vsnprintf(line, sizeof line, format, arguments);
+    va_end(arguments);
+    writeToConsole(line);
 }
 
 } // namespace gpal::detail

@@ -5,6 +5,7 @@
 
 #include <sstream>
 #include <string>
+#include <string_view>
 
 namespace gpal::detail
 {
@@ -12,7 +13,11 @@ namespace gpal::detail
 /// Writes \p text to standard output in one piece and flushes it, so that the lines of several
 /// threads do not mix. Cancellation is held off meanwhile: unwinding out of the stream would leave
 /// it in a failed state, and all later output of the process would be lost.
-void writeToConsole(const std::string& text);
+void writeToConsole(std::string_view text);
+
+/// Writes one formatted line, at most 255 characters of it. Takes no memory from the heap, so it
+/// serves where an exception must not arise: in destructors and on other libraries' threads.
+void printToConsole(const char* format, ...) __attribute__((format(printf, 1, 2)));
 
 /// The items strung together as a stream prints them, whatever locale the client has set.
 template <typename... Items>

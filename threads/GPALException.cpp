@@ -11,6 +11,7 @@ bool gpalThread_exceptionOccured = false;
 int handleException(const char* where, const char* what)
 {
     const gpal::detail::CancellationHeldOff untilReported;
-    syslogger_emergency("****** GPALThread - exception caught - %s - %s", where, what);
+    syslogger_emergency("****** GPALThread - exception caught - %s - %s",
+                        where != nullptr ? where : "", what != nullptr ? what : "");
     return std::system("reboot");
 }

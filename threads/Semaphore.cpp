@@ -1,6 +1,7 @@
 #include <gpal/Semaphore.h>
 
 #include <cerrno>
+#include <new>
 #include <string>
 #include <sys/time.h>
 
@@ -43,7 +44,8 @@ Semaphore::Semaphore(int initialCount, int maxCount, bool reentrant, int isWaitO
       m_giveCount(0),
       m_takeCount(0),
       m_timeoutCount(0),
-      m_reentrant(reentrant)
+      m_reentrant(reentrant),
+      m_blockedCount(0)
 {
     pthread_mutex_init(&m_stateMutex, nullptr);
     pthread_mutex_init(&m_waitersMutex, nullptr);
@@ -62,8 +64,9 @@ Semaphore::~Semaphore()
 {
     delist();
     // Destroying a condition that threads still wait for would block until they have gone. They are
-    // left as they are instead; the condition holds nothing that has to be freed.
-    if (locked(m_stateMutex, [this] { return m_waitingCount == 0; })) {
+    // left as they are instead; the condition holds nothing that has to be freed. No lock is taken
+    // to look: in a forked child its holder may not exist.
+    if (m_blockedCount == 0) {
         pthread_cond_destroy(&m_available);
     }
     pthread_mutex_destroy(&m_stateMutex);
@@ -123,40 +126,72 @@ int Semaphore::takeLater(int timeoutMs)
 /// Queues the calling thread until there is a unit; returns false when the time ran out first.
 ///
 /// It waits once before it looks at the count: a free unit belongs to those who were there before.
-/// A thread that is cancelled in here stays counted and listed. Its owner was told to expect that:
-/// a semaphore that lost a waiter this way hands units over only to threads that a give signals.
+/// A thread that is cancelled in here stays counted and listed, as the header says: a semaphore
+/// that lost a waiter this way hands units over only to threads that a give signals.
 bool Semaphore::waitForUnit(unsigned long self, int timeoutMs)
 {
     m_waitingCount += 1;
-    locked(m_waitersMutex, [this, self] { m_waitingThreads.insert(self); });
+    listWaiter(self);
     bool inTime = true;
     do {
         inTime = waitForSignal(timeoutMs);
     } while (inTime && m_count < 1);
     m_waitingCount -= 1;
-    locked(m_waitersMutex, [this, self] { m_waitingThreads.erase(m_waitingThreads.find(self)); });
+    unlistWaiter(self);
     if (!inTime) {
         m_timeoutCount += 1;
     }
     return inTime;
 }
 
+/// The list only serves dumps: a lock must not fail because a waiter can't be listed.
+void Semaphore::listWaiter(unsigned long thread)
+{
+    locked(m_waitersMutex, [this, thread] {
+        try {
+            m_waitingThreads.insert(thread);
+        } catch (const std::bad_alloc&) {
+        }
+    });
+}
+
+void Semaphore::unlistWaiter(unsigned long thread)
+{
+    locked(m_waitersMutex, [this, thread] {
+        const auto entry = m_waitingThreads.find(thread);
+        if (entry != m_waitingThreads.end()) {
+            m_waitingThreads.erase(entry);
+        }
+    });
+}
+
+/// Clean-up handler of a thread that was blocked; it holds the state's lock again.
+void Semaphore::unblocked(void* semaphore)
+{
+    static_cast<Semaphore*>(semaphore)->m_blockedCount -= 1;
+}
+
 /// One wait; returns false when the time ran out. The deadline starts from now each time, so that a
 /// time-out bounds one quiet interval and not the whole of a `take`.
 bool Semaphore::waitForSignal(int timeoutMs)
 {
-    if (timeoutMs == WITHOUT_LIMIT) {
-        pthread_cond_wait(&m_available, &m_stateMutex);
-        return true;
-    }
-    if (timeoutMs <= 0) {
+    if (timeoutMs != WITHOUT_LIMIT && timeoutMs <= 0) {
         // A wait whose deadline has passed costs a trip through the kernel's timer slack and does
         // nothing but be a cancellation point.
         pthread_testcancel();
         return false;
     }
-    const timespec deadline = wallClockIn(timeoutMs);
-    return pthread_cond_timedwait(&m_available, &m_stateMutex, &deadline) != ETIMEDOUT;
+    int result = 0;
+    m_blockedCount += 1;
+    pthread_cleanup_push(unblocked, this);
+    if (timeoutMs == WITHOUT_LIMIT) {
+        result = pthread_cond_wait(&m_available, &m_stateMutex);
+    } else {
+        const timespec deadline = wallClockIn(timeoutMs);
+        result = pthread_cond_timedwait(&m_available, &m_stateMutex, &deadline);
+    }
+    pthread_cleanup_pop(1);
+    return result != ETIMEDOUT;
 }
 
 int Semaphore::give()

@@ -1,8 +1,8 @@
 #include "threads/ThreadRegistry.h"
 
 #include <map>
+#include <new>
 #include <pthread.h>
-#include <utility>
 
 #include "base/locked.h"
 
@@ -11,19 +11,27 @@ namespace gpal::detail::threadRegistry
 namespace
 {
 
-std::map<unsigned long, int> kernelIds;
+using KernelIds = std::map<unsigned long, int>;
+
+/// Made for the first thread. Threads start and end up to the end of the process, so nothing that
+/// they need is left to a static object, which would be destroyed before that.
+KernelIds* kernelIds = nullptr;
 pthread_mutex_t mutex = PTHREAD_MUTEX_INITIALIZER;
 
-/// The entry of the thread that ended last, kept for the next one: most threads then take no memory
-/// for their entry, and a short one need not set up the allocator's cache for itself.
-std::map<unsigned long, int>::node_type spareEntry;
-
-void addInSpareEntry(unsigned long thread, int kernelId)
+KernelIds& map()
 {
-    spareEntry.key() = thread;
-    spareEntry.mapped() = kernelId;
-    auto added = kernelIds.insert(std::move(spareEntry));
-    spareEntry = std::move(added.node);
+    if (kernelIds == nullptr) {
+        kernelIds = new KernelIds;
+    }
+    return *kernelIds;
+}
+
+__attribute__((destructor)) void forgetAll()
+{
+    locked(mutex, [] {
+        delete kernelIds;
+        kernelIds = nullptr;
+    });
 }
 
 } // namespace
@@ -31,25 +39,31 @@ void addInSpareEntry(unsigned long thread, int kernelId)
 void add(unsigned long thread, int kernelId)
 {
     locked(mutex, [=] {
-        if (spareEntry.empty()) {
-            kernelIds.emplace(thread, kernelId);
-        } else {
-            addInSpareEntry(thread, kernelId);
+        try {
+            map().emplace(thread, kernelId);
+        } catch (const std::bad_alloc&) {
+            // It would end the process on a thread that has not begun yet. Without an entry, only
+            // its level can't be changed.
         }
     });
 }
 
 int kernelIdOf(unsigned long thread)
 {
-    return locked(mutex, [=] { return kernelIds[thread]; });
+    return locked(mutex, [=] {
+        try {
+            return map()[thread];
+        } catch (const std::bad_alloc&) {
+            return 0; // as for every thread that is not known
+        }
+    });
 }
 
 void remove(unsigned long thread)
 {
     locked(mutex, [=] {
-        auto entry = kernelIds.extract(thread);
-        if (!entry.empty()) {
-            spareEntry = std::move(entry);
+        if (kernelIds != nullptr) {
+            kernelIds->erase(thread);
         }
     });
 }

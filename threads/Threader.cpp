@@ -10,8 +10,25 @@
 #include "threads/thread_start.h"
 #include "threads/ThreadRegistry.h"
 
-using gpal::detail::asText;
-using gpal::detail::writeToConsole;
+using gpal::detail::printToConsole;
+
+namespace
+{
+
+/// `pthread_create` that leaves `*threadId` alone when it fails: the C library stores an id there
+/// before the kernel refuses, and the next thread may get the same one.
+int create(unsigned long* threadId, const pthread_attr_t* attributes, void* (*start)(void*),
+           void* argument)
+{
+    const unsigned long before = *threadId;
+    const int error = pthread_create(threadId, attributes, start, argument);
+    if (error != 0) {
+        *threadId = before;
+    }
+    return error;
+}
+
+} // namespace
 
 ThreaderIfc::~ThreaderIfc() = default;
 
@@ -24,7 +41,7 @@ bool Threader::spawn(unsigned long* threadId, Threadable* body, std::string /*na
         return false;
     }
     // A failed creation is deliberately not reported: callers take false to mean bad arguments.
-    pthread_create(threadId, nullptr, gpal::detail::threadableStart, body);
+    create(threadId, nullptr, gpal::detail::threadableStart, body);
     body->setThreadId(*threadId);
     return true;
 }
@@ -37,22 +54,23 @@ bool Threader::spawn(unsigned long* threadId, void* (*function)(void*), void* ar
     }
     auto* block = gpal::detail::newStartBlock().release();
     pthread_attr_t attributes{};
-    if (pthread_attr_init(&attributes) != 0) {
-        writeToConsole(asText("pthread_attr_init FAILED: ", std::strerror(errno), '\n'));
+    const bool initialised = pthread_attr_init(&attributes) == 0;
+    if (!initialised) {
+        printToConsole("pthread_attr_init FAILED: %s\n", std::strerror(errno));
     }
     block->function = function;
     block->priority = priority;
     block->argument = argument;
     block->name = std::move(name);
-    const int error =
-        pthread_create(threadId, &attributes, gpal::detail::functionThreadStart, block);
+    const int error = create(threadId, &attributes, gpal::detail::functionThreadStart, block);
     if (error != 0) {
         // Callers take false to mean bad arguments, so this line is the only report; the block is
         // left alone, since a thread that the library wrongly disowned might still read it.
-        writeToConsole(
-            asText("pthread_create FAILED: ", error, ',', errno, ',', std::strerror(error), '\n'));
+        printToConsole("pthread_create FAILED: %d,%d,%s\n", error, errno, std::strerror(error));
     }
-    pthread_attr_destroy(&attributes);
+    if (initialised) {
+        pthread_attr_destroy(&attributes);
+    }
     return true;
 }
 

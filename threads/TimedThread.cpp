@@ -1,12 +1,13 @@
 #include <gpal/TimedThread.h>
 
 #include <algorithm>
+#include <memory>
 
 #include "base/cancellation.h"
-#include "base/OwnLock.h"
 #include "base/walkable.h"
+#include "threads/timed_work.h"
 
-using gpal::detail::OwnLock;
+using gpal::detail::FactoryLock;
 
 RunnerIfc::~RunnerIfc() = default;
 
@@ -36,7 +37,7 @@ TimedThread::~TimedThread()
 GPAL_WALKABLE void TimedThread::run()
 {
     if (m_runner != nullptr) {
-        m_runner->run();
+        gpal::detail::runAsWorkOf(*this, *m_runner);
     }
     m_completion->signal();
 }
@@ -63,7 +64,9 @@ int TimedThread::waitForCompletion(int timeoutMs)
 }
 
 TimedThreadFactory::TimedThreadFactory()
-    : m_threader(new Threader), m_waitFactory(new WaitFactory), m_listLock(1, 1, false)
+    : m_threader(std::make_unique<Threader>()),
+      m_waitFactory(std::make_unique<WaitFactory>()),
+      m_listLock(1, 1, false)
 {
 }
 
@@ -71,17 +74,14 @@ TimedThreadFactory::~TimedThreadFactory()
 {
     const gpal::detail::CancellationHeldOff untilWaitedFor;
     TimedThreadFactory::killAllTimedThread();
-    m_timedThreads.clear();
-    delete m_threader;
-    delete m_waitFactory;
 }
 
 TimedThreadIfc* TimedThreadFactory::getNewTimedThread(RunnerIfc* runner)
 {
-    const OwnLock list(m_listLock);
-    auto* made = new TimedThread(runner, m_threader, m_waitFactory);
-    m_timedThreads.push_back(made);
-    return made;
+    const FactoryLock list(m_listLock);
+    auto made = std::make_unique<TimedThread>(runner, m_threader.get(), m_waitFactory.get());
+    m_timedThreads.push_back(made.get());
+    return made.release();
 }
 
 bool TimedThreadFactory::deleteTimedThread(TimedThreadIfc* timedThread)
@@ -89,12 +89,13 @@ bool TimedThreadFactory::deleteTimedThread(TimedThreadIfc* timedThread)
     if (timedThread == nullptr) {
         return false;
     }
-    const OwnLock list(m_listLock);
+    const FactoryLock list(m_listLock);
     const auto found = std::find(m_timedThreads.begin(), m_timedThreads.end(), timedThread);
     if (found == m_timedThreads.end()) {
         return false;
     }
     m_timedThreads.erase(found);
+    gpal::detail::lendTo(*timedThread, m_listLock);
     delete timedThread;
     return true;
 }
@@ -102,7 +103,7 @@ bool TimedThreadFactory::deleteTimedThread(TimedThreadIfc* timedThread)
 bool TimedThreadFactory::killAllTimedThread()
 {
     constexpr int LAST_CHANCE_MS = 10000;
-    const OwnLock list(m_listLock);
+    const FactoryLock list(m_listLock);
     for (TimedThreadIfc* timedThread : m_timedThreads) {
         timedThread->forceTimeoutToExpire();
         timedThread->waitForCompletion(LAST_CHANCE_MS);

@@ -3,6 +3,7 @@
 #include <cstdlib>
 #include <cxxabi.h>
 #include <dlfcn.h>
+#include <memory>
 
 std::string symbolInfo::getSymbol(const void* address)
 {
@@ -15,11 +16,14 @@ std::string symbolInfo::getSymbol(const void* address)
 
 std::string& symbolInfo::demangleSymbol(std::string& name)
 {
+    struct Free {
+        void operator()(char* text) const { std::free(text); }
+    };
     int status = 0;
-    char* demangled = abi::__cxa_demangle(name.c_str(), nullptr, nullptr, &status);
+    const std::unique_ptr<char, Free> demangled(
+        abi::__cxa_demangle(name.c_str(), nullptr, nullptr, &status));
     if (status == 0) {
-        name = demangled;
-        std::free(demangled);
+        name = demangled.get();
     }
     return name;
 }

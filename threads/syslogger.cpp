@@ -2,13 +2,25 @@
 
 #include <syslog.h>
 
+namespace
+{
+
+void logAt(int severity, const char* format, va_list arguments)
+{
+    if (format != nullptr) {
+        vsyslog(severity, format, arguments);
+    }
+}
+
+} // namespace
+
 // A va_list can only be started in the function that has the "...", hence one body per severity.
 
 void syslogger_emergency(const char* format, ...)
 {
     va_list arguments;
     va_start(arguments, format);
-    vsyslog(LOG_EMERG, format, arguments);
+    logAt(LOG_EMERG, format, arguments);
     va_end(arguments);
 }
 
@@ -16,7 +28,7 @@ void syslogger_error(const char* format, ...)
 {
     va_list arguments;
     va_start(arguments, format);
-    vsyslog(LOG_ERR, format, arguments);
+    logAt(LOG_ERR, format, arguments);
     va_end(arguments);
 }
 
@@ -24,7 +36,7 @@ void syslogger_warning(const char* format, ...)
 {
     va_list arguments;
     va_start(arguments, format);
-    vsyslog(LOG_WARNING, format, arguments);
+    logAt(LOG_WARNING, format, arguments);
     va_end(arguments);
 }
 
@@ -32,7 +44,7 @@ void syslogger_notice(const char* format, ...)
 {
     va_list arguments;
     va_start(arguments, format);
-    vsyslog(LOG_NOTICE, format, arguments);
+    logAt(LOG_NOTICE, format, arguments);
     va_end(arguments);
 }
 
@@ -40,7 +52,7 @@ void syslogger_info(const char* format, ...)
 {
     va_list arguments;
     va_start(arguments, format);
-    vsyslog(LOG_INFO, format, arguments);
+    logAt(LOG_INFO, format, arguments);
     va_end(arguments);
 }
 
@@ -48,11 +60,11 @@ void syslogger_debug(const char* format, ...)
 {
     va_list arguments;
     va_start(arguments, format);
-    vsyslogger_debug(format, arguments);
+    logAt(LOG_DEBUG, format, arguments);
     va_end(arguments);
 }
 
 void vsyslogger_debug(const char* format, va_list arguments)
 {
-    vsyslog(LOG_DEBUG, format, arguments);
+    logAt(LOG_DEBUG, format, arguments);
 }

@@ -3,6 +3,7 @@
 #include <cxxabi.h>
 #include <exception>
 #include <memory>
+#include <new>
 #include <pthread.h>
 #include <typeinfo>
 #include <unistd.h>
@@ -25,8 +26,16 @@ namespace
 
 void reportEscapedException(const std::type_info& body, const char* what)
 {
-    std::string name = body.name();
-    handleException(symbolInfo::demangleSymbol(name).c_str(), what);
+    std::string name;
+    try {
+        name = body.name();
+        symbolInfo::demangleSymbol(name);
+    } catch (const std::bad_alloc&) {
+        // What has escaped may well be the want of memory; the report must not fail with it.
+        handleException(body.name(), what);
+        return;
+    }
+    handleException(name.c_str(), what);
 }
 
 // Cancellation comes as an exception without an object, which the sanitizer would take the first
@@ -106,7 +115,7 @@ void* functionThreadStart(void* block)
     if (start.name.empty()) {
         start.name = typeOfLevel(start.priority);
     }
-    ProcessManagement::manager()->addThread(kernelId, start.name);
+    ProcessManagement::manager()->addThread(kernelId, std::move(start.name));
     Threader::setThreadPriority(start.priority, thread);
     start.function(start.argument);
     pthread_cleanup_pop(1);
@@ -117,10 +126,13 @@ void* functionThreadStart(void* block)
 
 void threadExitCleanUp(void* threadIdPointer)
 {
+    if (threadIdPointer == nullptr) {
+        return;
+    }
     // A handler that is popped runs inside a destructor: unwinding must not start in here.
     const gpal::detail::CancellationHeldOff untilDone;
     const unsigned long thread = *static_cast<const unsigned long*>(threadIdPointer);
-    // Managers have always been told the thread id here, not the kernel id of addThread.
+    // Managers expect the thread id here, not the kernel id of addThread.
     ProcessManagement::manager()->removeThread(static_cast<int>(thread));
     gpal::detail::threadRegistry::remove(thread);
     Semaphore::threadExitSemaphoreCleanup(thread);

@@ -1,5 +1,6 @@
 #include <gpal/osPOSIXTimer.h>
 
+#include <cerrno>
 #include <cstdio>
 #include <cstring>
 
@@ -9,8 +10,7 @@
 #include "base/console.h"
 #include "base/time_math.h"
 
-using gpal::detail::asText;
-using gpal::detail::writeToConsole;
+using gpal::detail::printToConsole;
 
 namespace
 {
@@ -18,7 +18,7 @@ namespace
 /// A trace line: the operation, the timer's handle as a number, and the rest.
 void trace(const char* operation, timer_t handle, const char* rest)
 {
-    writeToConsole(asText(operation, '(', (long)handle, rest, '\n'));
+    printToConsole("%s(%ld%s\n", operation, (long)handle, rest);
 }
 
 /// Reports a failed system call under its name; returns whether it succeeded.
@@ -31,19 +31,32 @@ bool succeeded(int result, const char* call)
     return true;
 }
 
+/// The result of a call for a timer that could not be made. Its null handle is not shown to the C
+/// library, which may know another timer by it.
+int refused()
+{
+    errno = EINVAL;
+    return -1;
+}
+
 } // namespace
 
 osPOSIXTimer::osPOSIXTimer(timeAble* callback, int intervalMs, osTimerIfc* owner)
-    : m_callback(callback), m_timerId(nullptr), m_event{}, m_owner(owner)
+    : m_callback(callback),
+      m_timerId(nullptr),
+      m_event{},
+      m_setting(std::make_unique<itimerspec>()),
+      m_owner(owner)
 {
-    writeToConsole("osPOSIXTimer::osPOSIXTimer()\n");
+    printToConsole("osPOSIXTimer::osPOSIXTimer()\n");
     m_event.sigev_value.sival_ptr = this;
     m_event.sigev_signo = 0;
     m_event.sigev_notify = SIGEV_THREAD;
     m_event.sigev_notify_function = timerEventNotify;
     m_event.sigev_notify_attributes = nullptr;
-    succeeded(timer_create(CLOCK_REALTIME, &m_event, &m_timerId), "timer_create");
-    m_setting = new itimerspec;
+    if (!succeeded(timer_create(CLOCK_REALTIME, &m_event, &m_timerId), "timer_create")) {
+        m_timerId = nullptr;
+    }
     setInterval(intervalMs, &m_setting->it_value);
     setInterval(0, &m_setting->it_interval);
     trace("osPOSIXTimer::osPOSIXTimer", m_timerId, ") OK");
@@ -53,8 +66,7 @@ osPOSIXTimer::~osPOSIXTimer()
 {
     const gpal::detail::CancellationHeldOff untilDeleted;
     trace("osPOSIXTimer::~osPOSIXTimer", m_timerId, ")");
-    succeeded(timer_delete(m_timerId), "timer_delete");
-    delete m_setting;
+    succeeded(m_timerId == nullptr ? refused() : timer_delete(m_timerId), "timer_delete");
 }
 
 int osPOSIXTimer::setInterval(int ms, timespec* ts)
@@ -68,19 +80,21 @@ int osPOSIXTimer::setInterval(int ms, timespec* ts)
 
 bool osPOSIXTimer::setTimer(itimerspec* value, itimerspec* oldValue)
 {
-    return succeeded(timer_settime(m_timerId, 0, value, oldValue), "timer_settime");
+    return succeeded(m_timerId == nullptr ? refused()
+                                          : timer_settime(m_timerId, 0, value, oldValue),
+                     "timer_settime");
 }
 
 bool osPOSIXTimer::start()
 {
     trace("osPOSIXTimer::start", m_timerId, ")");
-    return setTimer(m_setting, nullptr);
+    return setTimer(m_setting.get(), nullptr);
 }
 
 bool osPOSIXTimer::reset()
 {
     trace("osPOSIXTimer::reset", m_timerId, ")");
-    return setTimer(m_setting, nullptr);
+    return setTimer(m_setting.get(), nullptr);
 }
 
 bool osPOSIXTimer::stop()
@@ -92,9 +106,11 @@ bool osPOSIXTimer::stop()
 
 void osPOSIXTimer::timerEvent()
 {
-    // This one line has "osPosix" in lower case; scripts that watch the console look for it.
+    // This one line has "osPosix" in lower case: kept, the lines are part of the interface.
     trace("osPosixTimer::timerEvent", m_timerId, ")");
-    timer_getoverrun(m_timerId);
+    if (m_timerId != nullptr) {
+        timer_getoverrun(m_timerId);
+    }
     if (m_callback != nullptr) {
         m_callback->timerExpired(m_owner);
     }
@@ -103,7 +119,7 @@ void osPOSIXTimer::timerEvent()
 void timerEventNotify(sigval value)
 {
     if (value.sival_ptr == nullptr) {
-        writeToConsole(asText("posixTimerNotify Bad sigval Ref=", value.sival_ptr, '\n'));
+        printToConsole("posixTimerNotify Bad sigval Ref=0\n");
         return;
     }
     static_cast<osPOSIXTimer*>(value.sival_ptr)->timerEvent();

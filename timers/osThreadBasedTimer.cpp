@@ -1,6 +1,7 @@
 #include <gpal/osThreadBasedTimer.h>
 
 #include <algorithm>
+#include <new>
 
 #include <gpal/osTimer.h>
 #include <gpal/osTimerThread.h>
@@ -72,7 +73,13 @@ bool osThreadBasedTimer::start()
         m_expiry = gpal::detail::sum(now, gpal::detail::fromMilliseconds(m_intervalMs));
         m_running = true;
     }
-    m_timerManager->add(this);
+    try {
+        m_timerManager->add(this);
+    } catch (const std::bad_alloc&) {
+        const OwnLock fields(m_lock);
+        m_running = false;
+        throw;
+    }
     return true;
 }
 
@@ -106,6 +113,9 @@ int osThreadBasedTimer::id() const
 bool osThreadBasedTimer::timerEvent(timespec* now, timespec* next)
 {
     using gpal::detail::isEarlier;
+    if (now == nullptr || next == nullptr) {
+        return false;
+    }
     const OwnLock fields(m_lock);
     if (isEarlier(*now, m_expiry)) {
         const bool nextIsSet = next->tv_sec != 0 || next->tv_nsec != 0;

@@ -1,5 +1,6 @@
 #include <gpal/osTimerThread.h>
 
+#include <algorithm>
 #include <sys/prctl.h>
 
 #include <gpal/osThreadBasedTimer.h>
@@ -46,20 +47,32 @@ void reportClockJump(const timespec& before, const timespec& now)
     const bool back = isEarlier(now, before);
     const timespec jump = back ? difference(before, now) : difference(now, before);
     if (jump.tv_sec >= REPORTED_SECONDS) {
-        writeToConsole(
-            asText(back ? "Time back   ( " : "Time forward( ", jump.tv_sec, " ) secs\n"));
+        printToConsole("%s( %ld ) secs\n", back ? "Time back   " : "Time forward",
+                       static_cast<long>(jump.tv_sec));
     }
 }
+
+/// Gives the calling thread the smallest timer slack for a scope: the kernel may let an ordinary
+/// thread oversleep by 50 us to save wake-ups, and voice ticks ride on the monitor. Outside it has
+/// its usual slack, which is what the threads and processes that callbacks start inherit.
+class SmallestTimerSlack
+{
+public:
+    SmallestTimerSlack() { prctl(PR_SET_TIMERSLACK, 1UL); }
+    SmallestTimerSlack(const SmallestTimerSlack&) = delete;
+    SmallestTimerSlack& operator=(const SmallestTimerSlack&) = delete;
+    ~SmallestTimerSlack() { prctl(PR_SET_TIMERSLACK, 0UL); }
+};
 
 } // namespace
 
 osTimerThread::osTimerThread()
-    : m_timers(new TimerList),
+    : m_timers(std::make_unique<TimerList>()),
       m_now{},
       m_deadline{},
       m_thread(0),
       m_stopping(0),
-      m_started(new Semaphore(0, 1, false))
+      m_started(std::make_unique<Semaphore>(0, 1, false))
 {
     pthread_mutex_init(&m_mutex, nullptr);
     pthread_cond_init(&m_condition, nullptr);
@@ -77,8 +90,6 @@ osTimerThread::~osTimerThread()
     if (m_thread != 0) {
         waitForThreadCompletion();
     }
-    delete m_timers;
-    delete m_started;
     pthread_mutex_destroy(&m_mutex);
     pthread_cond_destroy(&m_condition);
 }
@@ -146,9 +157,6 @@ std::string osTimerThread::type()
 
 void osTimerThread::run()
 {
-    // The kernel may let an ordinary thread oversleep by 50 us to save wake-ups; voice ticks ride
-    // on this one.
-    prctl(PR_SET_TIMERSLACK, 1UL);
     locked(m_mutex, [this] {
         m_now = timeOn(CLOCK_MONOTONIC);
         m_deadline = timeOn(CLOCK_REALTIME);
@@ -174,8 +182,8 @@ bool osTimerThread::monitor()
 
     m_deadline = {0, 0};
     serveTimers();
-    // Kept as it always was, since callers have tuned their intervals to it: an expiry on a whole
-    // second is not made relative, so its timer waits for the next add, remove or other wake-up.
+    // Kept, since callers rely on when their timers expire: an expiry on a whole second is not made
+    // relative, so its timer waits for the next add, remove or other wake-up.
     if (m_deadline.tv_sec != 0 && m_deadline.tv_nsec != 0) {
         m_deadline = difference(m_deadline, m_now);
     }
@@ -187,6 +195,7 @@ bool osTimerThread::monitor()
 void osTimerThread::waitForWork()
 {
     if (m_timers->size() > 0) {
+        const SmallestTimerSlack whileAsleep;
         pthread_cond_timedwait(&m_condition, &m_mutex, &m_deadline);
     } else {
         pthread_cond_wait(&m_condition, &m_mutex);
@@ -194,10 +203,12 @@ void osTimerThread::waitForWork()
 }
 
 /// Calls back what is due, newest first, and collects the earliest expiry of the rest. Going
-/// backwards, dropping the current timer moves only those that were visited already.
+/// backwards, dropping the current timer moves only those that were visited already. A callback may
+/// have dropped others too: no timer behind those is missed, some are asked twice.
 void osTimerThread::serveTimers()
 {
-    for (int index = m_timers->size() - 1; index >= 0; --index) {
+    for (int index = m_timers->size(); index > 0; index = std::min(index, m_timers->size())) {
+        --index;
         osThreadBasedTimer* timer = (*m_timers)[static_cast<std::size_t>(index)];
         if (timer->timerEvent(&m_now, &m_deadline)) {
             remove_locked(timer);

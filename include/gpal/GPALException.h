@@ -19,7 +19,7 @@ extern "C" {
 
 /// Reports an exception that escaped a thread, at emergency severity, and reboots the device: a
 /// telephone that has lost a worker thread is beyond recovery. \p where names the thread's body,
-/// \p what is the exception's text or "".
+/// \p what is the exception's text or ""; null counts as "".
 ///
 /// Returns the result of running the shell command "reboot" (see `system(3)`), and does return when
 /// the reboot is asynchronous or fails. Callable from any thread. Cancellation is held off until it

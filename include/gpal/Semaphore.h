@@ -17,7 +17,8 @@
 /// Every live semaphore is in a process-wide set, so that all can be dumped, and so that a thread
 /// that ends while it owns one gives it back. All operations may be called from any thread, those
 /// that follow destruction excepted: the last user must be through before the object goes. Threads
-/// that are still blocked in `take` when the semaphore is destroyed are not woken.
+/// that are still blocked in `take` when the semaphore is destroyed are not woken. None of them
+/// throws: a waiting thread that there is no memory to list is missing in dumps only.
 ///
 /// A thread that is cancelled inside `take` releases the semaphore's locks but stays counted as
 /// waiting. While a thread counts as waiting, `take` does not use a free unit at once but queues
@@ -108,6 +109,7 @@ protected:
     Figure<unsigned int> m_takeCount;
     Figure<unsigned int> m_timeoutCount;
     bool m_reentrant;
+    unsigned short m_blockedCount;  ///< waiting threads without those that were cancelled
     pthread_mutex_t m_waitersMutex; ///< guards m_waitingThreads; taken inside m_stateMutex
     std::multiset<unsigned long> m_waitingThreads;
     pthread_mutex_t m_stateMutex; ///< guards the count, the owner and all counters
@@ -118,6 +120,9 @@ private:
     GPAL_INTERNAL __attribute__((noinline)) int takeLater(int timeoutMs);
     GPAL_INTERNAL bool waitForUnit(unsigned long self, int timeoutMs);
     GPAL_INTERNAL bool waitForSignal(int timeoutMs);
+    GPAL_INTERNAL void listWaiter(unsigned long thread);
+    GPAL_INTERNAL void unlistWaiter(unsigned long thread);
+    GPAL_INTERNAL static void unblocked(void* semaphore);
 
     GPAL_INTERNAL static std::set<Semaphore*>* m_createdSemaphores;
     /// Guards m_createdSemaphores; taken before any semaphore's own locks, never while holding one.

@@ -3,6 +3,7 @@
 #ifndef GPAL_TIMEDTHREAD_H
 #define GPAL_TIMEDTHREAD_H
 
+#include <memory>
 #include <vector>
 
 #include <gpal/export.h>
@@ -82,21 +83,25 @@ public:
     virtual ~TimedThreadFactoryIfc();
 
     /// A new timed thread for \p runner, which is not owned. To be deleted with
-    /// `deleteTimedThread`, before the factory.
+    /// `deleteTimedThread`, before the factory. No cancellation point.
     virtual TimedThreadIfc* getNewTimedThread(RunnerIfc* runner) = 0;
 
-    /// Deletes a timed thread that this factory made, cancelling and joining its thread. Returns
-    /// false, with nothing done, for null and for an object that is not the factory's.
+    /// Deletes a timed thread that this factory made, cancelling and joining its thread: that lasts
+    /// until the work ends or comes to a cancellation point. Returns false, with nothing done, for
+    /// null and for an object that is not the factory's. A timed thread can't delete itself. No
+    /// cancellation point.
     virtual bool deleteTimedThread(TimedThreadIfc* timedThread) = 0;
 
     /// Wakes every client that waits on a timed thread of this factory and gives each piece of work
-    /// up to 10,000 ms to complete. The timed threads stay. Returns false when there are none.
+    /// up to 10,000 ms to complete, one after the other. The timed threads stay. Returns false when
+    /// there are none. A cancellation point while it waits for the work.
     virtual bool killAllTimedThread() = 0;
 };
 
 /// Makes `TimedThread` objects and keeps a list of them. The operations may be called from any
-/// thread; they hold the list's lock, `deleteTimedThread` and `killAllTimedThread` while they wait
-/// too. All are cancellation points.
+/// thread, the threads of the factory's own work included. They hold the list's lock,
+/// `deleteTimedThread` and `killAllTimedThread` while they wait too, and wait for it with
+/// cancellation held off.
 class GPAL_API TimedThreadFactory : public TimedThreadFactoryIfc
 {
 public:
@@ -115,8 +120,8 @@ public:
 
 private:
     std::vector<TimedThreadIfc*> m_timedThreads;
-    ThreaderIfc* m_threader;
-    WaitFactoryIfc* m_waitFactory;
+    std::unique_ptr<ThreaderIfc> m_threader;
+    std::unique_ptr<WaitFactoryIfc> m_waitFactory;
     Semaphore m_listLock;
 };
 

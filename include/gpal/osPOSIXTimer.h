@@ -3,6 +3,7 @@
 #ifndef GPAL_OSPOSIXTIMER_H
 #define GPAL_OSPOSIXTIMER_H
 
+#include <memory>
 #include <signal.h>
 #include <time.h>
 
@@ -16,7 +17,8 @@ class timeAble;
 ///
 /// Every operation writes a trace line to standard output. Failures of the system calls are
 /// reported with `perror` under the call's name. The object has no lock: one thread at a time uses
-/// it, and it must not be destroyed while an expiry may still be delivered.
+/// it, and it must not be destroyed while an expiry may still be delivered. A timer that could not
+/// be made fails every further operation with EINVAL, reported in the same way.
 class GPAL_API osPOSIXTimer
 {
 public:
@@ -51,7 +53,7 @@ private:
     timeAble* m_callback;
     timer_t m_timerId;
     sigevent m_event;
-    itimerspec* m_setting;
+    std::unique_ptr<itimerspec> m_setting;
     osTimerIfc* m_owner;
 };
 

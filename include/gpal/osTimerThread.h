@@ -4,6 +4,7 @@
 #define GPAL_OSTIMERTHREAD_H
 
 #include <atomic>
+#include <memory>
 #include <pthread.h>
 #include <string>
 #include <time.h>
@@ -27,8 +28,12 @@ class TimerList;
 /// the wall clock: setting that back stretches a sleep that is under way. Jumps of two whole
 /// seconds and more are reported on standard output.
 ///
-/// Meant for tens of timers: the list is searched linearly. `add`, `remove` and `numItems` may be
-/// called from any thread but a callback's.
+/// Meant for tens of timers: the list is searched linearly. `add` and `remove` may be called from
+/// any thread but in no callback, which runs with the list locked; `numItems` anywhere.
+///
+/// The thread sleeps with the smallest timer slack (`PR_SET_TIMERSLACK`), so that timers expire as
+/// exactly as the kernel can make them. While callbacks run it has the slack of the thread that
+/// started it, and so have threads and processes that callbacks start.
 class GPAL_API osTimerThread : public Threadable
 {
 public:
@@ -41,8 +46,8 @@ public:
     ~osTimerThread() override;
 
     /// Starts the monitor's thread, once; later calls return at once. Timers armed before are
-    /// served by its first pass. Returns when the thread has read its clocks and holds the list. A
-    /// cancellation point.
+    /// served by its first pass. Returns when the thread has read its clocks and holds the list: if
+    /// the system can't make the thread, that is never. A cancellation point.
     void start();
 
     /// Appends a timer to the list and wakes the monitor. Returns false for null, and for a timer
@@ -53,10 +58,12 @@ public:
     /// not in it. No cancellation point.
     bool remove(osThreadBasedTimer* timer);
 
-    /// As `remove`, without the wake-up, for a caller that holds the list's lock.
+    /// As `remove`, without the wake-up, for a caller that holds the list's lock: a callback, and
+    /// nobody else. The timer's running flag stays as it is.
     bool remove_locked(osThreadBasedTimer* timer);
 
-    /// Number of armed timers, read without the list's lock.
+    /// Number of armed timers, read without the list's lock. In a callback the timer that expires
+    /// still counts.
     int numItems() const;
 
     /// POSIX thread id of the monitor's thread; 0 before `start`.
@@ -79,7 +86,8 @@ private:
     GPAL_INTERNAL void waitForWork();
     GPAL_INTERNAL void serveTimers();
 
-    gpal::detail::TimerList* m_timers; ///< armed timers in the order in which they were added
+    std::unique_ptr<gpal::detail::TimerList>
+        m_timers; ///< armed timers in the order in which they were added
     /// Guards the list, m_now and m_deadline. Held while callbacks run; taken before a timer's
     /// lock.
     pthread_mutex_t m_mutex;
@@ -88,7 +96,7 @@ private:
     timespec m_deadline; ///< wall-clock time up to which the next wait may sleep
     unsigned long m_thread;
     std::atomic<int> m_stopping;
-    Semaphore* m_started;
+    std::unique_ptr<Semaphore> m_started;
 };
 
 #endif

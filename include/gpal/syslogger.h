@@ -6,7 +6,7 @@
 /// `setlogmask`; identity, facility and mask are those of the hosting process.
 ///
 /// All functions may be called from any thread, report no errors, and are cancellation points
-/// where `syslog` is one. They can be used from C.
+/// where `syslog` is one. A null format logs nothing. They can be used from C.
 #ifndef GPAL_SYSLOGGER_H
 #define GPAL_SYSLOGGER_H
 

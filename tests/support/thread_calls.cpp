@@ -9,6 +9,7 @@ Replaceable<int(pthread_t)> pthread_detach("pthread_detach");
 Replaceable<int(int, int*)> pthread_setcancelstate("pthread_setcancelstate");
 Replaceable<int(pthread_mutex_t*)> pthread_mutex_destroy("pthread_mutex_destroy");
 Replaceable<int(pthread_mutexattr_t*)> pthread_mutexattr_destroy("pthread_mutexattr_destroy");
+Replaceable<int(pthread_attr_t*)> pthread_attr_destroy("pthread_attr_destroy");
 Replaceable<int(const void*, Dl_info*)> dladdr("dladdr");
 
 } // namespace support::calls
@@ -45,6 +46,14 @@ int pthread_mutex_destroy(pthread_mutex_t* mutex) noexcept
 int pthread_mutexattr_destroy(pthread_mutexattr_t* attributes) noexcept
 {
     return calls::pthread_mutexattr_destroy(attributes);
+}
+
+__attribute__((no_sanitize("thread"))) int pthread_attr_destroy(pthread_attr_t* attributes) noexcept
+{
+    // The thread sanitizer calls this one in the threads that it starts.
+    return calls::pthread_attr_destroy.isReplaced()
+               ? calls::pthread_attr_destroy(attributes)
+               : calls::pthread_attr_destroy.original(attributes);
 }
 
 int dladdr(const void* address, Dl_info* information) noexcept

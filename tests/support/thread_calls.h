@@ -14,6 +14,7 @@ extern Replaceable<int(pthread_t)> pthread_detach;
 extern Replaceable<int(int, int*)> pthread_setcancelstate;
 extern Replaceable<int(pthread_mutex_t*)> pthread_mutex_destroy;
 extern Replaceable<int(pthread_mutexattr_t*)> pthread_mutexattr_destroy;
+extern Replaceable<int(pthread_attr_t*)> pthread_attr_destroy;
 extern Replaceable<int(const void*, Dl_info*)> dladdr;
 
 } // namespace support::calls

@@ -1,11 +1,13 @@
 #include <gpal/Semaphore.h>
 
 #include <atomic>
+#include <functional>
 #include <gmock/gmock.h>
 #include <limits>
 #include <new>
 #include <unistd.h>
 
+#include "support/condition_signals.h"
 #include "support/observed.h"
 #include "threads/dump.h"
 #include "threads/plain_thread.h"
@@ -26,6 +28,19 @@ unsigned long cancelAWaiterOf(Semaphore& semaphore)
     waiter.cancel();
     EXPECT_TRUE(waiter.wasCancelled());
     return waiter.id();
+}
+
+/// How often a condition is destroyed while \p work is done.
+int conditionsDestroyedDuring(const std::function<void()>& work)
+{
+    int destroyed = 0;
+    const support::Replacement destroy(
+        support::calls::pthread_cond_destroy, [&](pthread_cond_t* condition) {
+            ++destroyed;
+            return support::calls::pthread_cond_destroy.original(condition);
+        });
+    work();
+    return destroyed;
 }
 
 } // namespace
@@ -180,4 +195,29 @@ TEST(SemaphoreCancellation, isDestroyedAfterAWaiterWasLost)
         cancelAWaiterOf(semaphore);
     }
     EXPECT_EQ(dumpTextOfAll(), "");
+}
+
+TEST(SemaphoreCancellation, leavesNothingBehindThatOutlastsTheSemaphore)
+{
+    auto* const semaphore = new Semaphore(0, 1, false);
+    cancelAWaiterOf(*semaphore);
+    EXPECT_EQ(conditionsDestroyedDuring([&] { delete semaphore; }), 1);
+}
+
+TEST(SemaphoreCancellation, doesNotMakeTheDestructorWaitForThoseWhoAreStillBlocked)
+{
+    alignas(Semaphore) static char place[sizeof(Semaphore)]; // in which they stay blocked
+    auto* const semaphore = new (place) Semaphore(0, 1, false);
+    cancelAWaiterOf(*semaphore);
+    pthread_t blocked{};
+    pthread_create(
+        &blocked, nullptr,
+        [](void* waitedFor) -> void* {
+            static_cast<Semaphore*>(waitedFor)->take(WITHOUT_LIMIT);
+            return nullptr;
+        },
+        semaphore);
+    EXPECT_TRUE(areQueued(*semaphore, 2));
+    EXPECT_EQ(conditionsDestroyedDuring([&] { semaphore->~Semaphore(); }), 0);
+    pthread_detach(blocked);
 }

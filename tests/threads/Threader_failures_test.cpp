@@ -74,6 +74,53 @@ TEST(Threader, reportsAFunctionThreadThatCouldNotBeCreatedOnStandardOutputOnly)
     EXPECT_NE(nullptr, block);
 }
 
+TEST(Threader, leavesTheIdVariableAsItWasWhenTheKernelRefusesAThread)
+{
+    support::Captured output(1);
+    static const void* block = nullptr; // left to nobody, so it has to stay in sight
+    support::Replacement create(calls::pthread_create, [](pthread_t* thread, const pthread_attr_t*,
+                                                          void* (*)(void*), void* argument) {
+        block = argument;
+        *thread = 815; // as the C library does before it asks
+        return EAGAIN;
+    });
+    Body body([] {});
+    bool run = false;
+    unsigned long id = 4711;
+    EXPECT_TRUE(Threader().spawn(&id, &body, "", GPAL_THREAD_PRIORITY_LOW, 0));
+    EXPECT_EQ(4711UL, id);
+    EXPECT_EQ(4711UL, body.threadId());
+    EXPECT_TRUE(Threader().spawn(&id, markAsRun, &run, "", GPAL_THREAD_PRIORITY_LOW, 0));
+    EXPECT_EQ(4711UL, id);
+    EXPECT_NE(nullptr, block);
+}
+
+TEST(Threader, destroysOnlyAttributesThatWereInitialised)
+{
+    if (!attributesCanBeMadeToFail()) {
+        GTEST_SKIP() << "a sanitizer needs pthread_attr_init for itself";
+    }
+    int destroyed = 0;
+    support::Replacement destroy(calls::pthread_attr_destroy, [&](pthread_attr_t* attributes) {
+        ++destroyed;
+        return calls::pthread_attr_destroy.original(attributes);
+    });
+    support::Captured output(1);
+    static const void* block = nullptr; // left to nobody, so it has to stay in sight
+    support::Replacement create(calls::pthread_create, [](pthread_t*, const pthread_attr_t*,
+                                                          void* (*)(void*), void* argument) {
+        block = argument;
+        return EAGAIN;
+    });
+    unsigned long id = 0;
+    Threader().spawn(&id, markAsRun, nullptr, "", GPAL_THREAD_PRIORITY_LOW, 0);
+    EXPECT_EQ(1, destroyed);
+    support::Replacement initialise(calls::pthread_attr_init, [](pthread_attr_t*) { return 77; });
+    Threader().spawn(&id, markAsRun, nullptr, "", GPAL_THREAD_PRIORITY_LOW, 0);
+    EXPECT_EQ(1, destroyed);
+    EXPECT_NE(nullptr, block);
+}
+
 TEST(Threader, reportsFailingAttributesAndCreatesTheThreadWithThemAllTheSame)
 {
     if (!attributesCanBeMadeToFail()) {

@@ -4,6 +4,7 @@
 
 #include <gmock/gmock.h>
 
+#include <gpal/osThreadBasedTimer.h>
 #include <gpal/osTimer.h>
 
 #include "timers/monitor_fixture.h"
@@ -214,4 +215,45 @@ TEST_F(MonitorPass, collectsTheEarliestExpiryAnewOnEachPass)
     timer.m_next = {0, 0};
     timer.m_due = true;
     EXPECT_EQ(m_time.wakeMonitor(), "without limit");
+}
+
+TEST_F(MonitorPass, goesOnWithWhatIsLeftWhenACallbackTakesTimersOut)
+{
+    osThreadBasedTimer a(&m_receiver, 50, nullptr);
+    osThreadBasedTimer b(&m_receiver, 50, nullptr);
+    osThreadBasedTimer c(&m_receiver, 50, nullptr);
+    osTimer last(&m_receiver, 50);
+    start();
+    for (osThreadBasedTimer* timer : {&a, &b, &c}) {
+        m_time.sleepAfter([timer] { timer->start(); });
+    }
+    m_time.sleepAfter([&] { last.start(); });
+    m_receiver.m_during = [&](osTimerIfc* expired) {
+        if (expired == &last) { // the first to be called
+            EXPECT_TRUE(m_monitor.remove_locked(&a));
+            EXPECT_TRUE(m_monitor.remove_locked(&c));
+        }
+    };
+    EXPECT_TRUE(m_time.pass({0, 60000000}));
+    EXPECT_THAT(m_receiver.owners(), ElementsAre(&last, nullptr));
+    EXPECT_EQ(m_monitor.numItems(), 0);
+    EXPECT_FALSE(b.isRunning());
+}
+
+TEST_F(MonitorPass, asksNoTimerThatACallbackHasTakenOut)
+{
+    ScriptedTimer scripted;
+    osThreadBasedTimer timer(&m_receiver, 50, nullptr);
+    start();
+    m_time.sleepAfter([&] { m_monitor.add(&scripted); });
+    m_time.sleepAfter([&] { timer.start(); });
+    m_receiver.m_during = [&](osTimerIfc*) {
+        m_monitor.remove_locked(&timer); // itself
+        m_monitor.remove_locked(&scripted);
+        scripted.m_seen = "";
+    };
+    m_time.setMonotonic({12, 0});
+    EXPECT_EQ(m_time.wakeMonitor(), "without limit");
+    EXPECT_EQ(m_receiver.calls(), 1);
+    EXPECT_EQ(scripted.m_seen, "");
 }

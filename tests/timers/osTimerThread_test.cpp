@@ -1,8 +1,11 @@
 #include <gpal/osTimerThread.h>
 
+#include <atomic>
 #include <memory>
 #include <sys/prctl.h>
 #include <sys/resource.h>
+#include <sys/wait.h>
+#include <thread>
 #include <unistd.h>
 
 #include <gmock/gmock.h>
@@ -110,19 +113,42 @@ TEST_F(TimerMonitor, runsAtTheNiceValueOfTimers)
     EXPECT_EQ(niceValue, -10);
 }
 
-TEST_F(TimerMonitor, lowersItsTimerSlackToTheLeast)
+TEST(TimerSlack, isTheLeastWhileTheMonitorSleepsAndTheUsualOneForWhatCallbacksStart)
 {
-    if (prctl(PR_SET_TIMERSLACK, 777777UL) != 0 || prctl(PR_GET_TIMERSLACK) != 777777) {
+    constexpr int USUAL = 777777;
+    if (prctl(PR_SET_TIMERSLACK, static_cast<unsigned long>(USUAL)) != 0 ||
+        prctl(PR_GET_TIMERSLACK) != USUAL) {
         GTEST_SKIP() << "no timer slack here";
     }
-    int slack = 0;
-    m_receiver.m_during = [&](osTimerIfc*) { slack = prctl(PR_GET_TIMERSLACK); };
-    osTimer timer(&m_receiver, 50);
-    start();
-    m_time.sleepAfter([&] { timer.start(); });
-    m_time.pass({0, 60000000});
-    EXPECT_EQ(slack, 1);
-    EXPECT_EQ(prctl(PR_GET_TIMERSLACK), 777777);
+    std::atomic<int> asleep{0};
+    const support::Replacement sleep(
+        calls::pthread_cond_timedwait,
+        [&](pthread_cond_t* condition, pthread_mutex_t* mutex, const timespec* deadline) {
+            if (Monitor::isCurrentThread()) {
+                asleep = prctl(PR_GET_TIMERSLACK);
+            }
+            return calls::pthread_cond_timedwait.original(condition, mutex, deadline);
+        });
+    int ofThread = 0;
+    int childStatus = -1;
+    timertest::Receiver receiver;
+    receiver.m_during = [&](osTimerIfc*) {
+        std::thread([&] { ofThread = prctl(PR_GET_TIMERSLACK); }).join();
+        const pid_t child = fork();
+        if (child == 0) {
+            _exit(prctl(PR_GET_TIMERSLACK) == USUAL ? 0 : 1);
+        }
+        waitpid(child, &childStatus, 0);
+    };
+    Monitor monitor;
+    monitor.start();
+    osTimer timer(&receiver, 50);
+    timer.start();
+    EXPECT_TRUE(timertest::soon([&] { return !timer.isRunning(); }));
+    EXPECT_EQ(asleep, 1);
+    EXPECT_EQ(ofThread, USUAL);
+    EXPECT_EQ(childStatus, 0);
+    EXPECT_EQ(prctl(PR_GET_TIMERSLACK), USUAL);
 }
 
 TEST_F(TimerMonitor, addWakesTheMonitorAlsoForATimerThatIsInTheListAlready)

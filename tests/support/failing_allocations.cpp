@@ -1,0 +1,80 @@
+#include "support/failing_allocations.h"
+
+#include <atomic>
+#include <cstdlib>
+#include <new>
+#include <pthread.h>
+
+namespace
+{
+
+std::atomic<bool> armed{false};
+std::atomic<bool> forAll{false};
+std::atomic<bool> hasStruck{false};
+std::atomic<int> successesLeft{0};
+std::atomic<pthread_t> victim{};
+std::atomic<long> inUse{0};
+
+bool fails()
+{
+    if (!armed || (!forAll && pthread_equal(victim, pthread_self()) == 0) ||
+        successesLeft.fetch_sub(1) > 0) {
+        return false;
+    }
+    hasStruck = true;
+    return true;
+}
+
+} // namespace
+
+namespace support
+{
+
+FailingAllocations::FailingAllocations(int successes, Whose whose)
+{
+    successesLeft = successes;
+    forAll = whose == OF_ALL_THREADS;
+    victim = pthread_self();
+    hasStruck = false;
+    armed = true;
+}
+
+FailingAllocations::~FailingAllocations()
+{
+    armed = false;
+}
+
+bool FailingAllocations::struck() const
+{
+    return hasStruck;
+}
+
+long blocksInUse()
+{
+    return inUse;
+}
+
+} // namespace support
+
+void* operator new(std::size_t size)
+{
+    void* const block = fails() ? nullptr : std::malloc(size);
+    if (block == nullptr) {
+        throw std::bad_alloc();
+    }
+    inUse += 1;
+    return block;
+}
+
+void operator delete(void* block) noexcept
+{
+    if (block != nullptr) {
+        inUse -= 1;
+        std::free(block);
+    }
+}
+
+void operator delete(void* block, std::size_t /*size*/) noexcept
+{
+    operator delete(block);
+}

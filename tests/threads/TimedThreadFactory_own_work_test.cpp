@@ -1,0 +1,166 @@
+// Work that uses the factory of its own timed thread, also while that is being deleted.
+#include <gpal/TimedThread.h>
+
+#include <atomic>
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include "support/observed.h"
+#include "threads/dump.h"
+#include "threads/plain_thread.h"
+#include "threads/work.h"
+
+using support::eventually;
+
+namespace
+{
+
+/// A factory, one of its timed threads at work, and a client that deletes it.
+class OwnFactory : public testing::Test
+{
+protected:
+    /// Lets the timed thread do \p work, which nothing cancels, and deletes it meanwhile: \p work
+    /// is told when that has begun.
+    void deleteDuring(std::function<void()> work)
+    {
+        Work protectedWork([&] {
+            Threader::protectFromDestroy();
+            m_started = true;
+            work();
+        });
+        TimedThreadIfc* timedThread = m_factory.getNewTimedThread(&protectedWork);
+        EXPECT_EQ(timedThread->runForAMaximumOf(0), 0);
+        EXPECT_TRUE(eventually([&] { return m_started.load(); }));
+        EXPECT_TRUE(m_factory.deleteTimedThread(timedThread));
+        EXPECT_TRUE(protectedWork.done());
+    }
+
+    /// The units of the lock of the only factory.
+    static long unitsOfTheLock()
+    {
+        for (const Dump& dump : dumpOfAll()) {
+            if (dump.text("Type") == "Semaphore") {
+                return dump.count();
+            }
+        }
+        return -1;
+    }
+
+    void expectThatOthersCanUseIt()
+    {
+        PlainThread other([&] {
+            Work work;
+            TimedThreadIfc* timedThread = m_factory.getNewTimedThread(&work);
+            EXPECT_EQ(timedThread->runForAMaximumOf(-1), 1);
+            EXPECT_TRUE(m_factory.deleteTimedThread(timedThread));
+        });
+        other.join();
+    }
+
+    TimedThreadFactory m_factory;
+    std::atomic<bool> m_started{false};
+};
+
+} // namespace
+
+TEST_F(OwnFactory, canBeUsedByWorkThatIsBeingDeleted)
+{
+    Work others;
+    TimedThreadIfc* made = nullptr;
+    deleteDuring([&] {
+        EXPECT_TRUE(eventually([&] { return unitsOfTheLock() == 0; }));
+        usleep(20000);
+        made = m_factory.getNewTimedThread(&others);
+        EXPECT_TRUE(m_factory.killAllTimedThread());
+    });
+    EXPECT_TRUE(m_factory.deleteTimedThread(made));
+    EXPECT_FALSE(m_factory.killAllTimedThread());
+    expectThatOthersCanUseIt();
+}
+
+TEST_F(OwnFactory, canBeUsedByWorkThatWaitsForItWhenItsDeletionBegins)
+{
+    Work slow([] { usleep(200000); });
+    Work others;
+    TimedThreadIfc* held = m_factory.getNewTimedThread(&slow);
+    TimedThreadIfc* made = nullptr;
+    EXPECT_EQ(held->runForAMaximumOf(0), 0);
+    held->forceTimeoutToExpire();
+    EXPECT_EQ(held->waitForCompletion(-1), 1);
+    // Takes and gives the lock for as long as it lasts, so that the work has to wait for it again
+    // and again, one of these times when the deletion takes it.
+    std::atomic<bool> stop{false};
+    PlainThread busy([&] {
+        while (!stop) {
+            m_factory.deleteTimedThread(reinterpret_cast<TimedThreadIfc*>(this));
+        }
+    });
+    deleteDuring([&] {
+        for (int i = 0; i < 1000; ++i) {
+            made = m_factory.getNewTimedThread(&others);
+            EXPECT_TRUE(m_factory.deleteTimedThread(made));
+        }
+    });
+    stop = true;
+    busy.join();
+    EXPECT_TRUE(m_factory.deleteTimedThread(held));
+    expectThatOthersCanUseIt();
+}
+
+TEST_F(OwnFactory, canBeUsedByWorkThatOtherWorkDeletes)
+{
+    Work others;
+    Work inner([&] {
+        Threader::protectFromDestroy();
+        m_started = true;
+        usleep(20000);
+        EXPECT_TRUE(m_factory.deleteTimedThread(m_factory.getNewTimedThread(&others)));
+    });
+    TimedThreadIfc* innerThread = m_factory.getNewTimedThread(&inner);
+    EXPECT_EQ(innerThread->runForAMaximumOf(0), 0);
+    EXPECT_TRUE(eventually([&] { return m_started.load(); }));
+    m_started = false;
+    deleteDuring([&] { EXPECT_TRUE(m_factory.deleteTimedThread(innerThread)); });
+    EXPECT_TRUE(inner.done());
+    expectThatOthersCanUseIt();
+}
+
+TEST_F(OwnFactory, isLockedByWorkThatNobodyDeletesAsByAnybodyElse)
+{
+    Work open([] { pause(); });
+    Work asker;
+    TimedThreadIfc* slow = m_factory.getNewTimedThread(&open);
+    EXPECT_EQ(slow->runForAMaximumOf(0), 0);
+    bool deleted = false;
+    Work work([&] { deleted = m_factory.deleteTimedThread(slow); });
+    TimedThreadIfc* timedThread = m_factory.getNewTimedThread(&work);
+    EXPECT_EQ(timedThread->runForAMaximumOf(-1), 1);
+    EXPECT_TRUE(deleted);
+    EXPECT_EQ(unitsOfTheLock(), 1);
+    EXPECT_TRUE(m_factory.deleteTimedThread(timedThread));
+}
+
+TEST_F(OwnFactory, isNotEnteredByWorkThatAnotherFactoryDeletes)
+{
+    TimedThreadFactory another;
+    Work endless([] {
+        Threader::protectFromDestroy();
+        usleep(300000);
+    });
+    TimedThreadIfc* endlessThread = another.getNewTimedThread(&endless);
+    EXPECT_EQ(endlessThread->runForAMaximumOf(0), 0);
+    PlainThread deleter([&] {
+        usleep(30000);
+        EXPECT_TRUE(another.deleteTimedThread(endlessThread)); // for a good quarter of a second
+    });
+    Work others;
+    bool afterTheOther = false;
+    deleteDuring([&] {
+        usleep(100000);
+        TimedThreadIfc* made = another.getNewTimedThread(&others);
+        afterTheOther = endless.done();
+        EXPECT_TRUE(another.deleteTimedThread(made));
+    });
+    EXPECT_TRUE(afterTheOther);
+    deleter.join();
+}
