@@ -16,7 +16,8 @@ public:
     /// does not shorten the sleep. It is requested in whole seconds and a final fraction.
     virtual void milliSleep(int ms);
 
-    /// Sleeps for \p seconds seconds (`sleep(3)`); a signal ends it early.
+    /// Sleeps for \p seconds seconds (`sleep(3)`, which takes a negative number for more than a
+    /// hundred years); a signal ends it early.
     virtual void secSleep(int seconds);
 };
 

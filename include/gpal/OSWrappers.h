@@ -9,7 +9,8 @@
 class GPAL_API OSWrappers
 {
 public:
-    /// Sleeps for \p seconds seconds. Returns the seconds left when a signal ended the sleep early,
+    /// Sleeps for \p seconds seconds (`sleep(3)`, which takes a negative number for more than a
+    /// hundred years). Returns the seconds left when a signal ended the sleep early,
     /// else 0. A cancellation point.
     static unsigned int sleepFor(int seconds);
 

@@ -8,7 +8,8 @@
 #include <gpal/export.h>
 
 /// Something that runs on a thread of its own: derive, implement `run`, hand it to
-/// `ThreaderIfc::spawn`. The spawner does not own it; it must outlive its thread.
+/// `ThreaderIfc::spawn`. The spawner does not own it; it must outlive its thread, and the call of
+/// `spawn` too, which stores the id in it when the thread may already have ended.
 class GPAL_API Threadable
 {
 public:

@@ -22,8 +22,8 @@ public:
     /// `type()` and `getThreadPriorityForPlatform()`. The body stays the caller's.
     ///
     /// Returns false, with nothing created, when \p body or \p threadId is null; otherwise true,
-    /// even if the thread could not be created. Callers do not check, and expect a true result;
-    /// the id is then whatever `*threadId` holds. No cancellation point.
+    /// even if the thread could not be created: `*threadId` is then left as it was, and is stored in
+    /// the body all the same. No cancellation point.
     virtual bool spawn(unsigned long* threadId, Threadable* body, std::string name,
                        GPALThreadPriority priority, int reserved) = 0;
 
@@ -54,8 +54,8 @@ public:
     /// result is dropped; an exception that escapes it terminates the process.
     ///
     /// Returns false, with nothing created, when \p function or \p threadId is null; otherwise
-    /// true, even if the thread could not be created, which is reported on standard output only. No
-    /// cancellation point.
+    /// true, even if the thread could not be created, which is reported on standard output only:
+    /// `*threadId` is then left as it was. No cancellation point.
     virtual bool spawn(unsigned long* threadId, void* (*function)(void*), void* argument,
                        std::string name, GPALThreadPriority priority, int reserved);
 
@@ -74,7 +74,9 @@ public:
     /// Asks the process manager to give the thread (0: the calling one) the level \p priority.
     /// Returns whether the manager's answer equals the level. The default manager answers with a
     /// nice value, so with it the result is false even when the value was set. False also for a
-    /// thread that the registry does not know. No cancellation point of its own.
+    /// thread that the registry does not know, which leaves an entry without a kernel id behind: a
+    /// thread that starts under that id later is not registered over it. No cancellation point of
+    /// its own.
     static bool setThreadPriority(GPALThreadPriority priority, unsigned long threadId);
 };
 
@@ -101,6 +103,7 @@ extern "C" {
 /// `pthread_cleanup_push`, with the address of the thread's id (an unsigned long) as argument. It
 /// takes the thread out of the process manager and of the thread registry, then gives back once
 /// every ordinary semaphore that the thread still owns. Cancellation is held off while it runs.
+/// Nothing is done for a null pointer.
 GPAL_API void threadExitCleanUp(void* threadIdPointer);
 }
 

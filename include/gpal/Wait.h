@@ -27,6 +27,9 @@ public:
 /// Event object on a binary semaphore. Time limits, counters and the order of waiting threads are
 /// those of `Semaphore::take`. All operations may be called from any thread.
 ///
+/// A thread that is cancelled in `wait` stays counted as waiting. From then on a signal that finds
+/// nobody else there is not taken by the next `wait`, which queues: it needs one signal more.
+///
 /// It is listed and dumped among the live semaphores, but a thread that ends after waiting does not
 /// signal it.
 class GPAL_API Wait : public WaitIfc, public Semaphore

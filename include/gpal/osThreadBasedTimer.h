@@ -36,7 +36,7 @@ public:
     /// Called by the monitor in each pass, with its list locked and \p now on the monotonic clock.
     /// A timer that is not due yet lowers `*next` to its expiry ({0, 0} counts as not set) and
     /// returns false; one that is due calls back, if it is still running, and returns true: the
-    /// monitor then drops it.
+    /// monitor then drops it. With a null pointer: false, nothing is touched.
     virtual bool timerEvent(timespec* now, timespec* next);
 
     /// As `osTimerIfc::init`; \p owner is what the callback is given. Ids are handed out from a

@@ -40,7 +40,8 @@ public:
     /// timer the pending expiry passes without a callback. No cancellation point.
     virtual int init(timeAble* callback, int intervalMs) = 0;
 
-    /// Arms the timer from now; an armed one is armed anew. Always returns true.
+    /// Arms the timer from now; an armed one is armed anew. Always returns true. With no memory to
+    /// list the timer: `std::bad_alloc`, and it stays idle.
     virtual bool start() = 0;
 
     /// Disarms the timer. Returns true only if it was armed.
