@@ -63,9 +63,13 @@ Semaphore::Semaphore(WaitObject) : Semaphore(0, 1, false, 1) {}
 Semaphore::~Semaphore()
 {
     delist();
+    // The last user may just be leaving. It is not waited for if it does not: in a forked child the
+    // holder of the lock may not exist.
+    if (pthread_mutex_trylock(&m_stateMutex) == 0) {
+        pthread_mutex_unlock(&m_stateMutex);
+    }
     // Destroying a condition that threads still wait for would block until they have gone. They are
-    // left as they are instead; the condition holds nothing that has to be freed. No lock is taken
-    // to look: in a forked child its holder may not exist.
+    // left as they are instead; the condition holds nothing that has to be freed.
     if (m_blockedCount == 0) {
         pthread_cond_destroy(&m_available);
     }

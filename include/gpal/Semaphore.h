@@ -109,8 +109,8 @@ protected:
     Figure<unsigned int> m_takeCount;
     Figure<unsigned int> m_timeoutCount;
     bool m_reentrant;
-    unsigned short m_blockedCount;  ///< waiting threads without those that were cancelled
-    pthread_mutex_t m_waitersMutex; ///< guards m_waitingThreads; taken inside m_stateMutex
+    Figure<unsigned short> m_blockedCount; ///< waiting threads without those that were cancelled
+    pthread_mutex_t m_waitersMutex;        ///< guards m_waitingThreads; taken inside m_stateMutex
     std::multiset<unsigned long> m_waitingThreads;
     pthread_mutex_t m_stateMutex; ///< guards the count, the owner and all counters
     pthread_cond_t m_available;

@@ -161,7 +161,11 @@ const Call CALLS[] = {
     {"delete no timed thread",
      [] { return TimedThreadFactory().deleteTimedThread(nullptr) ? 1 : 0; }, 0},
     {"mutex with an unknown initial state",
-     [] { return GPALMutex(static_cast<MutexInitialState>(SMALLEST)).take(); }, 0},
+     [] {
+         GPALMutex mutex(static_cast<MutexInitialState>(SMALLEST));
+         return mutex.take() + mutex.give();
+     },
+     0},
     {"sleep for no time and less",
      [] {
          GPALSleep().milliSleep(0);
