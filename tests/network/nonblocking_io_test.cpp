@@ -285,6 +285,29 @@ TEST(RecvfromOverNonBlocking, waitsWithoutLimitAndReceives)
     EXPECT_FALSE(waits.seen[0].hasTimeout);
 }
 
+TEST(RecvfromOverNonBlocking, handsOnAllThatItIsGiven)
+{
+    const Peer receiver;
+    char buffer[4];
+    Address from;
+    const int anyFlags = MSG_WAITALL | MSG_TRUNC;
+    const Replacement receive(calls::recvfrom,
+                              [&](int fd, void* data, size_t length, int flags, sockaddr* address,
+                                  socklen_t* size) -> ssize_t {
+                                  EXPECT_EQ(fd, receiver.descriptor());
+                                  EXPECT_EQ(data, buffer);
+                                  EXPECT_EQ(length, 4u);
+                                  EXPECT_EQ(flags, anyFlags);
+                                  EXPECT_EQ(address, from.get());
+                                  EXPECT_EQ(size, from.length());
+                                  return 3;
+                              });
+    const Waits waits({1});
+    EXPECT_EQ(recvfrom_overNonBlocking(receiver.descriptor(), buffer, 4, anyFlags, from.get(),
+                                       from.length()),
+              3);
+}
+
 TEST(RecvfromOverNonBlocking, endsSilentlyWhenTheWaitFails)
 {
     const Peer receiver;
