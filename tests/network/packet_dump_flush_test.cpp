@@ -45,7 +45,7 @@ private:
     std::thread m_thread;
 };
 
-constexpr int RECORDS = 20000;
+constexpr int RECORDS = 5000;
 
 class FlushedCapture : public testing::Test
 {
