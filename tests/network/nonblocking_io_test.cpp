@@ -343,6 +343,32 @@ TEST(NonBlockingIo, refusesDescriptorsThatSelectCannotHold)
     EXPECT_TRUE(waits.seen.empty());
 }
 
+TEST(RecvfromOverNonBlocking, refusesToReceiveIntoNothingBeforeItWaits)
+{
+    const Peer receiver;
+    Waits waits({-1});
+    for (const unsigned int length : {1u, 4u, 4294967295u}) {
+        EXPECT_EQ(
+            recvfrom_overNonBlocking(receiver.descriptor(), nullptr, length, 0, nullptr, nullptr),
+            -1);
+        EXPECT_EQ(errno, EFAULT);
+    }
+    EXPECT_TRUE(waits.seen.empty());
+}
+
+TEST(SendtoOverNonBlocking, takesTheLargestLengthThatAResultCanSay)
+{
+    const Peer sender;
+    const Waits waits({1});
+    const Replacement send(calls::sendto,
+                           [](int, const void*, size_t length, int, const sockaddr*,
+                              socklen_t) -> ssize_t { return static_cast<ssize_t>(length); });
+    EXPECT_EQ(sendto_overNonBlocking(sender.descriptor(), "", 2147483647u, 0, nullptr, 0),
+              2147483647);
+    EXPECT_EQ(sendto_overNonBlocking(sender.descriptor(), "", 2147483648u, 0, nullptr, 0), -1);
+    EXPECT_EQ(errno, EMSGSIZE);
+}
+
 TEST(NonBlockingIo, takesTheHighestDescriptorOfASet)
 {
     Waits waits({1});
