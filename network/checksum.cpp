@@ -24,8 +24,8 @@ unsigned short checksum_1(unsigned char* data, int length)
             sum = folded(sum);
         }
     }
-    // An odd byte is deliberately not moved into the high half: the headers that are summed have
-    // even lengths, and captures of the first devices must still verify.
+    // An odd byte is deliberately not moved into the high half: kept, as the result is part of the
+    // interface. The headers that are summed here have even lengths.
     if (length == 1) {
         sum += *data;
     }

@@ -1,4 +1,5 @@
 #include <cerrno>
+#include <climits>
 #include <sys/select.h>
 #include <sys/socket.h>
 
@@ -28,6 +29,10 @@ int sendto_overNonBlocking(int fd, const void* buf, unsigned int len, int flags,
                            unsigned int toLen)
 {
     if (!fitsIntoSet(fd)) {
+        return -1;
+    }
+    if (len > INT_MAX) { // no result could say that so much was sent
+        errno = EMSGSIZE;
         return -1;
     }
     // Set and time-out are deliberately made once: after a first quiet wait the kernel leaves both
@@ -62,7 +67,11 @@ int sendto_overNonBlocking(int fd, const void* buf, unsigned int len, int flags,
     }
     gpal::detail::reportError("Error writing into UDP socket %d, %i of %i bytes written\n", fd,
                               bytes, static_cast<int>(len));
-    return written == 0 ? -1 : bytes;
+    if (written == 0) {
+        errno = ETIMEDOUT;
+        return -1;
+    }
+    return bytes;
 }
 
 int recvfrom_overNonBlocking(int fd, void* buf, unsigned int len, int flags, sockaddr* from,
@@ -71,7 +80,7 @@ int recvfrom_overNonBlocking(int fd, void* buf, unsigned int len, int flags, soc
     if (!fitsIntoSet(fd)) {
         return -1;
     }
-    if (from != nullptr && fromLen == nullptr) {
+    if ((from != nullptr && fromLen == nullptr) || (buf == nullptr && len > 0)) {
         errno = EFAULT; // the kernel would say so once the datagram is lost
         return -1;
     }

@@ -69,8 +69,6 @@ struct packet_dump::Implementation {
     int getRecord(char* buffer, int size, t_packet_dump_type& type);
     int getUdpPayload(char* buffer, int size, int payload);
 
-    // The stream is used under the lock, or by the first call alone: its own locking, and the time
-    // that takes, is left out (..._unlocked).
     FILE* stream = nullptr;
     std::unique_ptr<char[]> streamBuffer; ///< when writing
     std::unique_ptr<ReadWindow> window;   ///< when reading, in place of the stream's buffer
@@ -115,15 +113,16 @@ int packet_dump::write(char* payload, int length, t_packet_dump_type type)
     return length;
 }
 
+/// Without memory for the buffer the object stays as it was.
 void packet_dump::Implementation::openForWriting()
 {
+    streamBuffer.reset(new char[STREAM_BUFFER_SIZE]);
     stream = std::fopen(name.c_str(), "wb");
     if (stream == nullptr) {
         std::printf("packet_dump::write failed to fopen %s\n", name.c_str());
     } else {
-        streamBuffer.reset(new char[STREAM_BUFFER_SIZE]);
         std::setvbuf(stream, streamBuffer.get(), _IOFBF, STREAM_BUFFER_SIZE);
-        fwrite_unlocked(FILE_HEADER.data(), 1, FILE_HEADER.size(), stream);
+        std::fwrite(FILE_HEADER.data(), 1, FILE_HEADER.size(), stream);
     }
     state = WRITING;
 }
@@ -178,8 +177,12 @@ void packet_dump::Implementation::putRecord(const char* payload, unsigned int le
     std::memcpy(at, linkAndNetworkHeader.data(), LINK_AND_NETWORK_SIZE);
     std::memcpy(at + LINK_AND_NETWORK_SIZE, transport, transportSize);
     const std::size_t headersSize = RECORD_HEADER_SIZE + LINK_AND_NETWORK_SIZE + transportSize;
+    // Others may flush the stream at any time (fflush(nullptr) flushes every stream of the
+    // process): its own lock is held for the whole record.
+    flockfile(stream);
     fwrite_unlocked(headers, 1, headersSize, stream);
     fwrite_unlocked(payload, 1, length, stream);
+    funlockfile(stream);
 }
 
 int packet_dump::read(char* buffer, int size, t_packet_dump_type* type)
@@ -202,14 +205,15 @@ int packet_dump::read(char* buffer, int size, t_packet_dump_type* type)
     return m_implementation->getRecord(buffer, size, *type);
 }
 
+/// Without memory for the window the object stays as it was.
 void packet_dump::Implementation::openForReading()
 {
+    window = std::make_unique<ReadWindow>();
     stream = std::fopen(name.c_str(), "rb");
     state = READING;
     if (stream == nullptr) {
         std::printf("packet_dump::read failed to fopen %s\n", name.c_str());
     } else {
-        window = std::make_unique<ReadWindow>();
         unsigned char header[FILE_HEADER_SIZE];
         get(header, sizeof header);
     }

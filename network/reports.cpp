@@ -1,8 +1,10 @@
 #include "network/reports.h"
 
+#include <cerrno>
 #include <cstdarg>
 #include <cstdio>
-#include <string>
+#include <cstring>
+#include <syslog.h>
 
 #include <gpal/syslogger.h>
 
@@ -13,24 +15,15 @@ namespace gpal::detail
 namespace
 {
 
-std::string formatted(const char* format, va_list arguments)
-{
-    va_list again;
-    va_copy(again, arguments);
-    const int length = std::vsnprintf(nullptr, 0, format, again);
-    va_end(again);
-    std::string text(length > 0 ? static_cast<std::size_t>(length) + 1 : 1, '\0');
-    std::vsnprintf(text.data(), text.size(), format, arguments);
-    text.pop_back();
-    return text;
-}
-
-void report(void (*log)(const char*, ...), const char* format, va_list arguments)
+/// The text is formatted twice rather than stored: it may be long, and memory short.
+void report(int severity, const char* format, va_list arguments)
 {
     const ErrnoKept reason;
-    const std::string text = formatted(format, arguments);
-    std::fputs(text.c_str(), stderr);
-    log("%s", text.c_str());
+    va_list again;
+    va_copy(again, arguments);
+    std::vfprintf(stderr, format, arguments);
+    vsyslog(severity, format, again);
+    va_end(again);
 }
 
 } // namespace
@@ -39,7 +32,7 @@ void reportError(const char* format, ...)
 {
     va_list arguments;
     va_start(arguments, format);
-    report(syslogger_error, format, arguments);
+    report(LOG_ERR, format, arguments);
     va_end(arguments);
 }
 
@@ -47,8 +40,16 @@ void reportInfo(const char* format, ...)
 {
     va_list arguments;
     va_start(arguments, format);
-    report(syslogger_info, format, arguments);
+    report(LOG_INFO, format, arguments);
     va_end(arguments);
+}
+
+void reportFailure(const char* what, const char* gap, const char* end)
+{
+    const ErrnoKept reason;
+    const int error = errno;
+    std::perror(what);
+    syslogger_error("%s%s%s%s", what, gap, std::strerror(error), end);
 }
 
 } // namespace gpal::detail

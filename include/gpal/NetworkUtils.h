@@ -8,7 +8,8 @@
 
 #include <gpal/export.h>
 
-/// Static helpers; all but `getIPAddr` may be called from any thread.
+/// Static helpers; all but `getIPAddr` may be called from any thread. None promises anything about
+/// `errno`.
 ///
 /// The URL functions cut a URL (RFC 3986) down to one element, in place. They look for the first
 /// occurrence of each delimiter and check nothing else; scheme, user, port, path and query may be
@@ -43,7 +44,7 @@ public:
 
     /// Whether \p address is an IPv6 address (RFC 4291) that a peer can have: one whose first 96
     /// bits are all zero, the loopback and IPv4-compatible addresses, is none. Prints what it
-    /// tested and the result on standard output.
+    /// tested and the result on standard output. A cancellation point.
     static bool validateIPv6Address(const std::string& address);
 
     /// The device's own IPv4 address (see `NetworkPort`), "" when it can't be looked up. Not for
@@ -56,7 +57,7 @@ public:
     /// \param port   its port as it stands in the socket address: in network order
     /// \param family its family
     /// \return false, with a line on standard error and in the system log, for a null address and
-    ///         any other family; \p ip is then "" and \p port 0
+    ///         any other family; \p ip is then "" and \p port 0. A cancellation point then.
     static bool sockaddrToString(const sockaddr* address, std::string& ip, unsigned int& port,
                                  unsigned int& family);
 };

@@ -27,17 +27,23 @@ class GPAL_API PortMgmtIfc
 {
 public:
     /// A socket of \p owner (the text given to `UDPSocket::open`) has been bound to \p port, as it
-    /// stands in the socket address. Called in the thread that opens. The result is ignored.
+    /// stands in the socket address. Called in the thread that opens; it may close that socket or
+    /// open it anew, and `open` returns what it finds then. The result is ignored. When it throws,
+    /// the socket is closed and the exception goes to the caller of `open`.
     virtual int portOpened(const std::string& owner, unsigned int port) = 0;
     virtual ~PortMgmtIfc();
 };
 
 /// A UDP socket that sends with a bounded wait and receives with an unbounded one.
 ///
-/// No function throws; failures come back as -1 with `errno` set and go to the system log. Failing
-/// reads and writes are logged once until one succeeds again, so that a dead link does not flood
-/// the log. A socket belongs to one thread at a time. `open`, `read` and `write` are cancellation
-/// points.
+/// No function throws, unless the port manager does. Failures come back as -1 with their reason in
+/// `errno`, whatever the logger leaves there, and go to the system log. Failing reads and writes
+/// are logged once until one succeeds again, so that a dead link does not flood the log.
+///
+/// A socket belongs to one thread at a time. `open`, `close`, `read`, `write` and, when it fails,
+/// `setPriority` are cancellation points. A thread that is cancelled in `open` or `close` leaves
+/// the socket either open or closed, and usable by another. Cancellation unwinds the stack: a
+/// `catch (...)` around these functions must rethrow.
 class GPAL_API UDPSocket
 {
 public:
@@ -50,26 +56,33 @@ public:
     UDPSocket(const UDPSocket&) = delete;
     UDPSocket& operator=(const UDPSocket&) = delete;
 
-    /// Closes the socket.
+    /// Closes the socket, which no other thread may be using: one that is blocked in `read` is not
+    /// woken. Not a cancellation point.
     ~UDPSocket();
 
     /// Opens the socket, close-on-exec and non-blocking, and binds it; one that is open is closed
     /// first, with a complaint.
     ///
-    /// \param port    port to bind; 0 leaves the socket unbound: the kernel gives it a port with
-    ///                the first datagram it sends
+    /// \param port    port to bind, as a plain number; 0 leaves the socket unbound: the kernel
+    /// gives
+    ///                it a port with the first datagram it sends
     /// \param family  family to resolve \p address in
     /// \param owner   text for the port manager, which is told of a bound port
     /// \param address local address, as text or host name; "" binds every local address
-    /// \return the descriptor, or -1. Of several addresses the first that can be bound is taken.
+    /// \return the descriptor, or -1. Of several addresses the first that can be bound is taken;
+    ///         `errno` is that of the last one. Of an address that can't be looked up it is the
+    ///         resolver's own (EAI_SYSTEM), ENOMEM, EAGAIN, or else EADDRNOTAVAIL.
     int open(unsigned int port, AddressFamily family, const std::string& owner,
              std::string address);
 
     /// Closes the socket; it stays closed until the next `open`. Returns the result of the system's
-    /// `close`, or 0 when nothing was open.
+    /// `close`, or 0 when nothing was open. A thread that is blocked in `read` meanwhile is not
+    /// woken, and may go on with another file's descriptor: end it first (see `read`).
     int close();
 
-    /// Waits without limit for a datagram and receives it.
+    /// Waits without limit for a datagram and receives it. What ends the wait is a datagram, a
+    /// signal handler (EINTR) or cancellation of the thread. So, to stop a reader, send its socket
+    /// a datagram or cancel it, and join it before the socket is closed or destroyed.
     ///
     /// \param buf     takes at most \p len bytes; the rest of a longer datagram is lost
     /// \param from    takes the sender's address, null if that is not wanted
@@ -94,7 +107,8 @@ public:
     int write(const char* buf, unsigned int len, const std::string& ip, unsigned int port);
 
     /// Sets the layer-3 priority of what is sent from now on: \p priority is the DSCP (RFC 2474),
-    /// 0 to 63, for example 46 for expedited forwarding. Returns 0, or -1.
+    /// 0 to 63, for example 46 for expedited forwarding. Returns 0, or -1; for a socket that is
+    /// closed or was opened for another family than IPv4 and IPv6, `errno` stays as it is.
     int setPriority(unsigned char priority);
 
     /// The descriptor; -1 while closed.
@@ -112,10 +126,9 @@ public:
 private:
     GPAL_INTERNAL bool openOn(const addrinfo& local, AddressFamily family, const std::string& owner,
                               const std::string& address);
-    GPAL_INTERNAL void setOptions() const;
     GPAL_INTERNAL void openIfNew();
-    GPAL_INTERNAL bool isNewFailure(int result);
-    GPAL_INTERNAL int written(int result);
+    GPAL_INTERNAL bool noteResult(int result);
+    GPAL_INTERNAL int noteWrite(int result);
 
     static PortMgmtIfc* m_portMgr;
 
@@ -133,8 +146,9 @@ extern "C" {
 ///
 /// \param flags, to, toLen as for `sendto`
 /// \return \p len when all was sent, 0 for \p len 0 (nothing is sent then); the result of `sendto`
-///         when that is 0 or less; -1 when nothing could be sent in time, with a line on standard
-///         error and in the system log; -1 with EBADF for a descriptor that `select` can't hold.
+///         when that is 0 or less; -1 with ETIMEDOUT when nothing could be sent in time, with lines
+///         on standard error and in the system log; -1 with EBADF for a descriptor that `select`
+///         can't hold, with EMSGSIZE for a length beyond INT_MAX.
 ///
 /// May be called from any thread. A cancellation point.
 GPAL_API int sendto_overNonBlocking(int fd, const void* buf, unsigned int len, int flags,
@@ -144,7 +158,8 @@ GPAL_API int sendto_overNonBlocking(int fd, const void* buf, unsigned int len, i
 ///
 /// \param flags, from, fromLen as for `recvfrom`
 /// \return the result of `recvfrom`; -1 when the wait failed, with EBADF for a descriptor that
-///         `select` can't hold.
+///         `select` can't hold; -1 with EFAULT, without a wait, for a null \p buf of a length or a
+///         \p from without \p fromLen.
 ///
 /// May be called from any thread. A cancellation point.
 GPAL_API int recvfrom_overNonBlocking(int fd, void* buf, unsigned int len, int flags,

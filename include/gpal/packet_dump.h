@@ -21,8 +21,14 @@ enum t_packet_dump_type : int {
 /// for the object's life.
 ///
 /// Any number of threads may use one object, save for the first call, which opens the file. One
-/// record is written or read at a time, and a thread that is cancelled finishes its record first.
-/// Errors of the file system beyond those named are not reported.
+/// record is written or read at a time. No function is a cancellation point: a thread that is
+/// cancelled finishes its record first. Errors of the file system beyond those named are not
+/// reported, and `errno` means nothing. Where there is no memory to open the file,
+/// `std::bad_alloc` is thrown, and the object is as it was.
+///
+/// What is written last may stay in memory until the destructor, an `fflush(nullptr)` of any thread
+/// or an `exit`. A child made by `fork` has a copy of it, which it must not write: it ends by
+/// `execve` or `_exit`.
 class GPAL_API packet_dump
 {
 public:
@@ -34,7 +40,7 @@ public:
     ~packet_dump();
 
     /// Appends one record, stamped with the current time. The first call makes the file, or
-    /// empties it. What was written last may stay in memory until the destructor.
+    /// empties it.
     ///
     /// TCP records are numbered from 0 through their source address; all other addresses are zero.
     /// Checksums of UDP and TCP are left out (0). Records beyond 65,535 bytes are written whole,

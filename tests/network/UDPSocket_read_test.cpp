@@ -133,10 +133,11 @@ TEST_F(UDPSocketRead, overIPv6GivesTheSender)
     EXPECT_EQ(from.port(), peer.port());
 }
 
-TEST_F(UDPSocketRead, ofAnUnconnectedIPv4AddressAsksForSixteenBytesOfIt)
+TEST_F(UDPSocketRead, asksForTheSendersAddressAndNoFlags)
 {
     const Peer peer;
     peer.send("hello", own());
+    peer.send("again", own());
     int flags = -1;
     socklen_t size = 0;
     const Replacement receive(calls::recvfrom, [&](int fd, void* data, size_t length, int flag,
@@ -147,7 +148,11 @@ TEST_F(UDPSocketRead, ofAnUnconnectedIPv4AddressAsksForSixteenBytesOfIt)
     });
     EXPECT_EQ(readByNumber(), 5);
     EXPECT_EQ(flags, 0);
-    EXPECT_EQ(size, 16u);
+    EXPECT_EQ(size, 16u) << "of an IPv4 address";
+    flags = -1;
+    EXPECT_EQ(readByAddress(), 5);
+    EXPECT_EQ(flags, 0);
+    EXPECT_EQ(size, sizeof(sockaddr_storage)) << "of what the caller has room for";
 }
 
 TEST_F(UDPSocketRead, thatFailsIsPrintedAndLoggedOnce)

@@ -77,7 +77,7 @@ protected:
     }
     static std::string bytesOf(const Address& address)
     {
-        return {reinterpret_cast<const char*>(&address), sizeof address};
+        return {reinterpret_cast<const char*>(address.get()), address.size()};
     }
     int writeByNumber(unsigned short port)
     {

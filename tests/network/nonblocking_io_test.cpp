@@ -285,6 +285,29 @@ TEST(RecvfromOverNonBlocking, waitsWithoutLimitAndReceives)
     EXPECT_FALSE(waits.seen[0].hasTimeout);
 }
 
+TEST(RecvfromOverNonBlocking, handsOnAllThatItIsGiven)
+{
+    const Peer receiver;
+    char buffer[4];
+    Address from;
+    const int anyFlags = MSG_WAITALL | MSG_TRUNC;
+    const Replacement receive(calls::recvfrom,
+                              [&](int fd, void* data, size_t length, int flags, sockaddr* address,
+                                  socklen_t* size) -> ssize_t {
+                                  EXPECT_EQ(fd, receiver.descriptor());
+                                  EXPECT_EQ(data, buffer);
+                                  EXPECT_EQ(length, 4u);
+                                  EXPECT_EQ(flags, anyFlags);
+                                  EXPECT_EQ(address, from.get());
+                                  EXPECT_EQ(size, from.length());
+                                  return 3;
+                              });
+    const Waits waits({1});
+    EXPECT_EQ(recvfrom_overNonBlocking(receiver.descriptor(), buffer, 4, anyFlags, from.get(),
+                                       from.length()),
+              3);
+}
+
 TEST(RecvfromOverNonBlocking, endsSilentlyWhenTheWaitFails)
 {
     const Peer receiver;
@@ -318,6 +341,32 @@ TEST(NonBlockingIo, refusesDescriptorsThatSelectCannotHold)
         EXPECT_EQ(errno, EBADF);
     }
     EXPECT_TRUE(waits.seen.empty());
+}
+
+TEST(RecvfromOverNonBlocking, refusesToReceiveIntoNothingBeforeItWaits)
+{
+    const Peer receiver;
+    Waits waits({-1});
+    for (const unsigned int length : {1u, 4u, 4294967295u}) {
+        EXPECT_EQ(
+            recvfrom_overNonBlocking(receiver.descriptor(), nullptr, length, 0, nullptr, nullptr),
+            -1);
+        EXPECT_EQ(errno, EFAULT);
+    }
+    EXPECT_TRUE(waits.seen.empty());
+}
+
+TEST(SendtoOverNonBlocking, takesTheLargestLengthThatAResultCanSay)
+{
+    const Peer sender;
+    const Waits waits({1});
+    const Replacement send(calls::sendto,
+                           [](int, const void*, size_t length, int, const sockaddr*,
+                              socklen_t) -> ssize_t { return static_cast<ssize_t>(length); });
+    EXPECT_EQ(sendto_overNonBlocking(sender.descriptor(), "", 2147483647u, 0, nullptr, 0),
+              2147483647);
+    EXPECT_EQ(sendto_overNonBlocking(sender.descriptor(), "", 2147483648u, 0, nullptr, 0), -1);
+    EXPECT_EQ(errno, EMSGSIZE);
 }
 
 TEST(NonBlockingIo, takesTheHighestDescriptorOfASet)

@@ -2,7 +2,9 @@
 /// Files that no capture program has written, or not to their end.
 #include <gpal/packet_dump.h>
 
+#include <csignal>
 #include <fcntl.h>
+#include <pthread.h>
 #include <sys/stat.h>
 #include <thread>
 #include <unistd.h>
@@ -153,6 +155,28 @@ TEST_F(HostileCapture, thatIsAPipeIsReadToItsEnd)
     EXPECT_EQ(reads,
               (std::vector<Read>{
                   {5, UDP_TYPE, "12345"}, {0, OTHER_TYPE, ""}, {1, UDP_TYPE, "6"}, THE_END}));
+}
+
+TEST_F(HostileCapture, thatIsAPipeIsReadThoughSignalsInterrupt)
+{
+    std::string name = m_directory.path("pipe");
+    ASSERT_EQ(mkfifo(name.c_str(), 0600), 0);
+    struct sigaction interrupting {
+    }; // without SA_RESTART
+    interrupting.sa_handler = [](int) {};
+    sigaction(SIGUSR1, &interrupting, nullptr);
+    packet_dump dump(name.data());
+    std::thread reader([&] { EXPECT_EQ(readFrom(dump), (Read{1, UDP_TYPE, "x"})); });
+    const int pipe = open(name.c_str(), O_WRONLY | O_CLOEXEC);
+    ASSERT_GE(pipe, 0);
+    const std::string content = fileHeader() + record(packet(17, udp("x")));
+    for (const char byte : content) { // each of them after an interruption of the wait for it
+        std::this_thread::sleep_for(std::chrono::microseconds(100));
+        pthread_kill(reader.native_handle(), SIGUSR1);
+        EXPECT_EQ(write(pipe, &byte, 1), 1);
+    }
+    reader.join();
+    close(pipe);
 }
 
 TEST_F(HostileCapture, ofNoiseEndsWithoutReadingBeyondTheBuffer)

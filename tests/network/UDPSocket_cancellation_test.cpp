@@ -1,0 +1,324 @@
+/// \file
+/// Threads that are cancelled while they use a socket which others go on with.
+#include <gpal/UDPSocket.h>
+
+#include <arpa/inet.h>
+#include <atomic>
+#include <cerrno>
+#include <fcntl.h>
+#include <functional>
+#include <netdb.h>
+#include <pthread.h>
+#include <thread>
+#include <unistd.h>
+
+#include <gtest/gtest.h>
+
+#include "peers.h"
+#include "storage/descriptors.h"
+#include "support/network_calls.h"
+#include "support/observed.h"
+
+using support::Captured;
+using support::Replacement;
+
+namespace calls = support::calls;
+
+namespace
+{
+
+/// Cancels the thread that logs a certain line, counted from 1, in there.
+class CancelledInTheLog
+{
+public:
+    explicit CancelledInTheLog(int line)
+        : m_log(calls::vsyslog, [this, line](int, const char*, va_list) {
+              if (++lines == line) {
+                  pthread_cancel(pthread_self());
+                  pthread_testcancel();
+              }
+          })
+    {
+    }
+    int lines = 0;
+
+private:
+    Replacement<void(int, const char*, va_list)> m_log;
+};
+
+/// Runs something in a thread that ends at the latest at its end.
+class Thread
+{
+public:
+    explicit Thread(std::function<void()> work) : m_work(std::move(work))
+    {
+        pthread_create(&m_thread, nullptr, run, this);
+    }
+    Thread(const Thread&) = delete;
+    Thread& operator=(const Thread&) = delete;
+    ~Thread() { wasCancelled(); }
+
+    void cancel() { pthread_cancel(m_thread); }
+    /// Waits for its end; whether it was cancelled.
+    bool wasCancelled()
+    {
+        if (!m_joined) {
+            pthread_join(m_thread, &m_result);
+            m_joined = true;
+        }
+        return m_result == PTHREAD_CANCELED;
+    }
+
+private:
+    static void* run(void* thread)
+    {
+        static_cast<Thread*>(thread)->m_work();
+        return nullptr;
+    }
+
+    std::function<void()> m_work;
+    pthread_t m_thread{};
+    void* m_result = nullptr;
+    bool m_joined = false;
+};
+
+/// A standard error that takes nothing more: a pipe that is full.
+class FullStandardError
+{
+public:
+    FullStandardError() : m_saved(fcntl(2, F_DUPFD_CLOEXEC, 3))
+    {
+        EXPECT_EQ(pipe2(m_pipe, O_CLOEXEC), 0);
+        dup2(m_pipe[1], 2);
+        const int flags = fcntl(2, F_GETFL);
+        fcntl(2, F_SETFL, flags | O_NONBLOCK);
+        const std::string piece(4096, ' ');
+        while (::write(2, piece.data(), piece.size()) > 0) {
+        }
+        while (::write(2, piece.data(), 1) > 0) {
+        }
+        fcntl(2, F_SETFL, flags);
+    }
+    FullStandardError(const FullStandardError&) = delete;
+    FullStandardError& operator=(const FullStandardError&) = delete;
+    ~FullStandardError()
+    {
+        dup2(m_saved, 2);
+        for (const int descriptor : {m_saved, m_pipe[0], m_pipe[1]}) {
+            close(descriptor);
+        }
+    }
+
+private:
+    int m_saved;
+    int m_pipe[2] = {-1, -1};
+};
+
+int failing(int error)
+{
+    errno = error;
+    return -1;
+}
+
+/// A socket is closed for good, or as open as it says.
+void expectDefinedState(UDPSocket& socket)
+{
+    if (socket.socketHandle() >= 0) {
+        EXPECT_NE(calls::fcntl.original(socket.socketHandle(), F_GETFD, 0), -1);
+        EXPECT_EQ(socket.family(), AF_INET);
+        EXPECT_EQ(htons(peers::boundAddress(socket.socketHandle()).port()), socket.localPort());
+        return;
+    }
+    EXPECT_EQ(socket.localPort(), 0);
+    EXPECT_EQ(socket.family(), 0);
+    char byte = 0;
+    socket.write(&byte, 1, htonl(INADDR_LOOPBACK), 9);
+    EXPECT_EQ(socket.socketHandle(), -1) << "it doesn't open itself";
+}
+
+/// Cancels an action at each of the lines that it logs, and looks at what is left of the socket.
+void cancelAtEachLine(int lines, bool isOpenBefore, const std::function<void(UDPSocket&)>& action)
+{
+    const Captured quiet(2);
+    const auto before = openDescriptors();
+    for (int line = 1; line <= lines; ++line) {
+        UDPSocket socket;
+        if (isOpenBefore) {
+            ASSERT_GE(socket.open(0, ADDRESS_FAMILY_IPV4, "", ""), 0);
+        }
+        {
+            CancelledInTheLog log(line);
+            EXPECT_TRUE(Thread([&] { action(socket); }).wasCancelled()) << line;
+            EXPECT_GE(log.lines, line);
+        }
+        const support::RecordedLog log;
+        expectDefinedState(socket);
+        socket.close();
+        EXPECT_EQ(openDescriptors(), before) << line;
+    }
+}
+
+void openAnywhere(UDPSocket& socket)
+{
+    socket.open(0, ADDRESS_FAMILY_IPV4, "", "");
+}
+
+} // namespace
+
+TEST(UDPSocketCancelled, inAFailedLookUpIsClosed)
+{
+    const Replacement resolver(calls::getaddrinfo, [](const char*, const char*, const addrinfo*,
+                                                      addrinfo**) { return EAI_NONAME; });
+    cancelAtEachLine(1, false, openAnywhere);
+}
+
+TEST(UDPSocketCancelled, inAComplaintAboutBeingOpenIsOpenOrClosed)
+{
+    cancelAtEachLine(2, true, openAnywhere);
+}
+
+TEST(UDPSocketCancelled, inAReportOfNoSocketIsClosed)
+{
+    const Replacement none(calls::socket, [](int, int, int) { return failing(EMFILE); });
+    cancelAtEachLine(1, false, openAnywhere);
+}
+
+TEST(UDPSocketCancelled, inAReportOfAnOptionIsClosed)
+{
+    const Replacement change(calls::fcntl, [](int, int, long) { return failing(EPERM); });
+    cancelAtEachLine(2, false, openAnywhere);
+}
+
+TEST(UDPSocketCancelled, inAReportOfAPortIsClosed)
+{
+    const peers::Peer occupant;
+    const unsigned short port = occupant.port();
+    const Replacement close(calls::close, [](int fd) {
+        calls::close.original(fd);
+        return failing(EIO);
+    });
+    cancelAtEachLine(3, false, [port](UDPSocket& socket) {
+        socket.open(port, ADDRESS_FAMILY_IPV4, "", "127.0.0.1");
+    });
+}
+
+TEST(UDPSocketCancelled, inAClosingIsOpenOrClosed)
+{
+    const Replacement close(calls::close, [](int fd) {
+        calls::close.original(fd);
+        return failing(EIO);
+    });
+    cancelAtEachLine(2, true, [](UDPSocket& socket) { socket.close(); });
+}
+
+TEST(UDPSocketCancelled, inAReportOfAReadOrWriteIsAsItWas)
+{
+    const Replacement wait(calls::select,
+                           [](int, fd_set*, fd_set*, fd_set*, timeval*) { return failing(EINTR); });
+    char byte = 0;
+    unsigned int ip = 0;
+    unsigned short port = 0;
+    peers::Address to("127.0.0.1", 9);
+    const std::function<void(UDPSocket&)> actions[] = {
+        [&](UDPSocket& socket) { socket.read(&byte, 1u, nullptr, nullptr); },
+        [&](UDPSocket& socket) { socket.read(&byte, 1, ip, port); },
+        [&](UDPSocket& socket) { socket.write(&byte, 1, ip, port); },
+        [&](UDPSocket& socket) { socket.write(&byte, 1u, to.get(), to.length()); },
+        [&](UDPSocket& socket) { socket.write(&byte, 1u, "127.0.0.1", 9u); }};
+    for (const auto& action : actions) {
+        cancelAtEachLine(1, true, action);
+    }
+}
+
+TEST(UDPSocketCancelled, inAReportOfAPriorityIsAsItWas)
+{
+    const Replacement refuse(calls::setsockopt,
+                             [](int, int, int, const void*, socklen_t) { return failing(EACCES); });
+    cancelAtEachLine(1, true, [](UDPSocket& socket) { socket.setPriority(46); });
+}
+
+TEST(UDPSocketCancelled, asItClosesHasNoClaimToTheNumberAnyMore)
+{
+    const support::RecordedLog log;
+    UDPSocket socket;
+    ASSERT_GE(socket.open(0, ADDRESS_FAMILY_IPV4, "", ""), 0);
+    const Replacement close(calls::close, [](int fd) {
+        const int result = calls::close.original(fd);
+        pthread_cancel(pthread_self());
+        pthread_testcancel();
+        return result;
+    });
+    EXPECT_TRUE(Thread([&] {
+                    socket.close();
+                    pthread_testcancel();
+                }).wasCancelled());
+    EXPECT_EQ(socket.socketHandle(), -1);
+}
+
+TEST(UDPSocketCancelled, blockedInAReportIsClosed)
+{
+    const peers::Peer occupant;
+    const unsigned short port = occupant.port();
+    const support::RecordedLog log;
+    UDPSocket socket;
+    const auto before = openDescriptors();
+    {
+        const FullStandardError nobodyReads;
+        std::atomic<bool> refused{false};
+        const Replacement bind(calls::bind, [&](int fd, const sockaddr* address, socklen_t size) {
+            refused = true;
+            return calls::bind.original(fd, address, size);
+        });
+        Thread opening([&] { socket.open(port, ADDRESS_FAMILY_IPV4, "", "127.0.0.1"); });
+        EXPECT_TRUE(support::eventually([&] { return refused.load(); }));
+        std::this_thread::sleep_for(std::chrono::milliseconds(20));
+        opening.cancel();
+        EXPECT_TRUE(opening.wasCancelled());
+    }
+    expectDefinedState(socket);
+    EXPECT_EQ(socket.socketHandle(), -1);
+    EXPECT_EQ(openDescriptors(), before);
+}
+
+TEST(UDPSocketCancelled, blockedInAReadIsOpenAndReadsAgain)
+{
+    const support::RecordedLog log;
+    const unsigned short port = peers::freePort();
+    UDPSocket socket;
+    ASSERT_GE(socket.open(port, ADDRESS_FAMILY_IPV4, "", "127.0.0.1"), 0);
+    char data[6] = "";
+    std::atomic<bool> waits{false};
+    const Replacement wait(calls::select, [&](int limit, fd_set* readable, fd_set* writable,
+                                              fd_set* exceptional, timeval* timeout) {
+        waits = true;
+        return calls::select.original(limit, readable, writable, exceptional, timeout);
+    });
+    Thread reader([&] { socket.read(data, 5u, nullptr, nullptr); });
+    EXPECT_TRUE(support::eventually([&] { return waits.load(); }));
+    reader.cancel();
+    EXPECT_TRUE(reader.wasCancelled());
+    expectDefinedState(socket);
+    const peers::Peer peer;
+    peer.send("hello", {"127.0.0.1", port});
+    EXPECT_EQ(socket.read(data, 5u, nullptr, nullptr), 5);
+    EXPECT_TRUE(log.lines().empty());
+}
+
+TEST(UDPSocketReader, isWokenByADatagramOfItsOwn)
+{
+    const support::RecordedLog log;
+    const unsigned short port = peers::freePort();
+    UDPSocket socket;
+    ASSERT_GE(socket.open(port, ADDRESS_FAMILY_IPV4, "", "127.0.0.1"), 0);
+    int result = -1;
+    {
+        const Thread reader([&] {
+            char byte = 0;
+            result = socket.read(&byte, 1u, nullptr, nullptr);
+        });
+        UDPSocket waker;
+        char byte = 'x';
+        EXPECT_EQ(waker.write(&byte, 1, htonl(INADDR_LOOPBACK), port), 1);
+    }
+    EXPECT_EQ(result, 1);
+}
