@@ -3,6 +3,7 @@
 #include <gpal/syslogger.h>
 
 #include "base/cancellation.h"
+#include "base/closing.h"
 
 FileHandle::FileHandle(std::string path, std::ios_base::openmode mode) : m_path(std::move(path))
 {
@@ -12,6 +13,9 @@ FileHandle::FileHandle(std::string path, std::ios_base::openmode mode) : m_path(
 FileHandle::~FileHandle()
 {
     const gpal::detail::CancellationHeldOff untilClosed;
+    if (bad()) {
+        gpal::detail::DropAndClose()(rdbuf()); // to write once more could block for ever
+    }
     close();
 }
 

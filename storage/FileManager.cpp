@@ -5,7 +5,10 @@
 
 #include <gpal/FileHandle.h>
 
+#include "base/closing.h"
 #include "base/walkable.h"
+
+using gpal::detail::ClosingBuffer;
 
 namespace
 {
@@ -23,7 +26,9 @@ bool FileManager::createFile(std::string const& path, std::string const& content
     if (!file.isOpen()) {
         return false;
     }
+    const ClosingBuffer closing(file.rdbuf());
     file << content;
+    file.rdbuf()->pubsync();
     return true;
 }
 
@@ -37,8 +42,10 @@ bool FileManager::copyFile(std::string const& source, std::string const& destina
     if (!out.isOpen()) {
         return false;
     }
+    const ClosingBuffer closing(out.rdbuf());
     out << in.rdbuf(); // sets failbit for an empty source, which is no failure here
     out.flush();
+    out.rdbuf()->pubsync(); // a stream that has failed was not flushed
     return !in.bad() && !out.bad();
 }
 

@@ -16,11 +16,7 @@ public:
     explicit OpenDirectory(std::string const& path) : m_stream(opendir(path.c_str())) {}
     OpenDirectory(const OpenDirectory&) = delete;
     OpenDirectory& operator=(const OpenDirectory&) = delete;
-    ~OpenDirectory()
-    {
-        const gpal::detail::CancellationHeldOff untilClosed;
-        close();
-    }
+    ~OpenDirectory() { close(); }
 
     bool isOpen() const { return m_stream != nullptr; }
 
@@ -37,6 +33,7 @@ public:
 
     int close()
     {
+        const gpal::detail::CancellationHeldOff untilClosed;
         DIR* stream = m_stream;
         m_stream = nullptr;
         return stream == nullptr ? 0 : closedir(stream);
@@ -85,12 +82,13 @@ int Storage::getListOfElementsByDirectory_noEx(std::string const& directory,
     if (result == nullptr || !fileExists_stat(directory)) {
         return -1;
     }
+    const std::string name = directory; // which may be one of the list
     result->clear();
-    OpenDirectory open(directory);
+    OpenDirectory open(name);
     if (!open.isOpen()) {
         return 0;
     }
-    collect(open, directory, *result, withPath, [kind](const char* path) {
+    collect(open, name, *result, withPath, [kind](const char* path) {
         struct stat entry {
         };
         return lstat(path, &entry) == 0 && isOfKind(entry.st_mode, kind);
@@ -134,12 +132,13 @@ int Storage::getListOfCharacterDeviceByDirectory(std::string const& directory,
     if (result == nullptr || !fileExists_stat(directory)) {
         return 0;
     }
+    const std::string name = directory; // which may be one of the list
     result->clear();
-    OpenDirectory open(directory);
+    OpenDirectory open(name);
     if (!open.isOpen()) {
         return 0;
     }
-    collect(open, directory, *result, true, [](const char* path) {
+    collect(open, name, *result, true, [](const char* path) {
         struct stat entry {
         }; // of what a link points to
         return stat(path, &entry) == 0 && S_ISCHR(entry.st_mode);
