@@ -16,7 +16,7 @@ FileHandle::~FileHandle()
     if (bad()) {
         gpal::detail::DropAndClose()(rdbuf()); // to write once more could block for ever
     }
-    close();
+    rdbuf()->close(); // the stream's own would throw where the client has asked it to
 }
 
 bool FileHandle::isOpen()
