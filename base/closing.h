@@ -24,11 +24,7 @@ using ClosingBuffer = std::unique_ptr<std::filebuf, DropAndClose>;
 using ClosingFile = std::unique_ptr<std::FILE, DropAndClose>;
 
 /// Writes what is pending and closes the file. A cancellation point; closed it is in any case.
-inline void writeAndClose(std::filebuf& file)
-{
-    const ClosingBuffer closing(&file);
-    file.pubsync();
-}
+void writeAndClose(std::filebuf* file);
 
 } // namespace gpal::detail
 

@@ -22,6 +22,14 @@ ClosingFile openFile(const char* path, const char* mode)
     return ClosingFile(std::fopen(path, mode));
 }
 
+/// Says on the console what failed, and leaves errno as it is.
+int failed(const char* message, const char* path)
+{
+    const ErrnoKept ofTheFailure;
+    std::printf(message, path == nullptr ? "(null)" : path, errno);
+    return 0;
+}
+
 } // namespace
 
 BinaryStorage::BinaryStorage() = default;
@@ -32,14 +40,12 @@ int BinaryStorage::store(char* path, char* data, unsigned int length)
 {
     const ClosingFile file = openFile(path, "ab+");
     if (file == nullptr) {
-        const ErrnoKept ofOpening;
-        std::puts("BinaryStorage:: cannot open file for writing");
-        return 0;
+        return failed("BinaryStorage:: cannot open file for writing\n", path);
     }
     const bool written = data != nullptr && std::fwrite(data, 1, length, file.get()) == length;
     const ErrnoKept ofWriting;
     if (!written) {
-        std::printf("BinaryStorage:: cannot write into file %s\n", path);
+        failed("BinaryStorage:: cannot write into file %s\n", path);
     }
     std::fflush(file.get()); // as closing would; what gets lost here does not count
     return written ? static_cast<int>(length) : 0;
@@ -49,16 +55,11 @@ int BinaryStorage::retrieve(char* path, char* buffer, unsigned int length)
 {
     const ClosingFile file = openFile(path, "rb+");
     if (file == nullptr) {
-        const ErrnoKept ofOpening;
-        std::puts("BinaryStorage:: cannot open file for reading");
-        return 0;
+        return failed("BinaryStorage:: cannot open file for reading\n", path);
     }
     const std::size_t size = buffer == nullptr ? 0 : std::fread(buffer, 1, length, file.get());
-    if (size == 0) {
-        const ErrnoKept ofReading;
-        std::printf("BinaryStorage:: cannot read from file %s\n", path);
-    }
-    return static_cast<int>(size);
+    return size == 0 ? failed("BinaryStorage:: cannot read from file %s\n", path)
+                     : static_cast<int>(size);
 }
 
 int BinaryStorage::clear(char* path)
@@ -70,8 +71,5 @@ int BinaryStorage::clear(char* path)
             return 1;
         }
     }
-    const ErrnoKept ofTheFailure;
-    std::printf("BinaryStorage:: cannot remove file %s, error :%d\n",
-                path == nullptr ? "(null)" : path, errno);
-    return 0;
+    return failed("BinaryStorage:: cannot remove file %s, error :%d\n", path);
 }

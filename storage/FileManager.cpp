@@ -9,6 +9,7 @@
 #include "base/walkable.h"
 
 using gpal::detail::ClosingBuffer;
+using gpal::detail::writeAndClose;
 
 namespace
 {
@@ -28,7 +29,7 @@ bool FileManager::createFile(std::string const& path, std::string const& content
     }
     const ClosingBuffer closing(file.rdbuf());
     file << content;
-    file.rdbuf()->pubsync();
+    writeAndClose(file.rdbuf());
     return true;
 }
 
@@ -45,7 +46,7 @@ bool FileManager::copyFile(std::string const& source, std::string const& destina
     const ClosingBuffer closing(out.rdbuf());
     out << in.rdbuf(); // sets failbit for an empty source, which is no failure here
     out.flush();
-    out.rdbuf()->pubsync(); // a stream that has failed was not flushed
+    writeAndClose(out.rdbuf()); // a stream that has failed was not flushed
     return !in.bad() && !out.bad();
 }
 

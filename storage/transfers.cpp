@@ -63,8 +63,8 @@ bool Storage::copyFile_noEx(std::string const& source, std::string const& destin
     while (in.get(character)) {
         out.put(character);
     }
-    writeAndClose(*in.rdbuf());
-    writeAndClose(*out.rdbuf());
+    writeAndClose(in.rdbuf());
+    writeAndClose(out.rdbuf());
     return true;
 }
 
@@ -108,7 +108,7 @@ bool Storage::simpleCreateFile(char const* path, char const* content)
     if (content != nullptr) {
         file << content;
     }
-    file.rdbuf()->pubsync();
+    writeAndClose(file.rdbuf());
     return true;
 }
 
