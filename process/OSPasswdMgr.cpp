@@ -62,6 +62,7 @@ private:
 __attribute__((no_sanitize("null"))) int OSPasswdMgr::runScript(unsigned int argc,
                                                                 const char** argv)
 {
+    const char* const script = argv == nullptr || argv[0] == nullptr ? "(null)" : argv[0];
     const FactoryProcess process(*m_processFactory);
     try {
         process->start(static_cast<int>(argc), const_cast<char**>(argv), environ, nullptr);
@@ -69,9 +70,9 @@ __attribute__((no_sanitize("null"))) int OSPasswdMgr::runScript(unsigned int arg
     } catch (const abi::__forced_unwind&) {
         throw; // a cancelled caller goes its way
     } catch (const GPALProcessException& failure) {
-        syslog(LOG_NOTICE, "runScript:%s:%s", argv[0], failure.what());
+        syslog(LOG_NOTICE, "runScript:%s:%s", script, failure.what());
     } catch (...) {
-        syslog(LOG_NOTICE, "runScript:%s already finished", argv[0]);
+        syslog(LOG_NOTICE, "runScript:%s already finished", script);
     }
     return 0;
 }

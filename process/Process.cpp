@@ -12,6 +12,7 @@
 #include <gpal/syslogger.h>
 
 #include "base/cancellation.h"
+#include "base/errno_kept.h"
 
 namespace
 {
@@ -25,12 +26,13 @@ const char* const OTHER_FAILURE = "GPAL Process exception";
 
 [[noreturn]] void failStart(const char* message, const char* path)
 {
-    syslogger_error("Process ex %s:%s\n", message, path);
+    const gpal::detail::ErrnoKept ofTheFailure;
+    syslogger_error("Process ex %s:%s\n", message, path == nullptr ? "(null)" : path);
     throw GPALProcessException(message);
 }
 
 /// Throws, logged, unless the file can be examined and its owner or group may execute it. That
-/// others may does not count: the device's programs run under their owner or group.
+/// others may does not count.
 void checkProgram(const char* path)
 {
     struct stat file {
@@ -109,8 +111,8 @@ Process::~Process()
         killAfterGrace(m_pid);
     }
     int status = 0;
-    // errno may still be an older call's here, so a successful reap can log this line too; the
-    // maintainers' log filters know it.
+    // errno may still be an older call's here, so a successful reap can log this line too. Kept:
+    // the line is part of the interface.
     if (waitpid(m_pid, &status, WNOHANG) != 0 && errno != ECHILD) {
         syslogger_error("Process (pid:%d) was not deleted correctly\n", m_pid);
     }
@@ -160,7 +162,7 @@ int Process::sigusr1()
     return processResult(kill(m_pid, SIGUSR1));
 }
 
-/// The result of a signal that was sent is deliberately -1: callers know it as "no exit code".
+/// The result of a signal that was sent is deliberately -1: it is part of the interface.
 int Process::processResult(int killResult)
 {
     if (killResult != -1) {

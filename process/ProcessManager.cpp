@@ -60,14 +60,19 @@ ProcessManager::~ProcessManager() = default;
 int ProcessManager::addThread(Threadable& thread, int threadId)
 {
     const auto level = static_cast<GPALThreadPriority>(thread.getThreadPriorityForPlatform());
-    m_setter->requestThreadPriority(thread.type(), static_cast<unsigned long>(threadId),
-                                    calculatePriority(level));
+    const std::string type = thread.type();
+    if (m_setter != nullptr) {
+        m_setter->requestThreadPriority(type, static_cast<unsigned long>(threadId),
+                                        calculatePriority(level));
+    }
     return 1;
 }
 
 int ProcessManager::addThread(int threadId, std::string name)
 {
-    m_setter->setThreadPriority(name, static_cast<unsigned long>(threadId));
+    if (m_setter != nullptr) {
+        m_setter->setThreadPriority(name, static_cast<unsigned long>(threadId));
+    }
     return 1;
 }
 
@@ -78,12 +83,17 @@ int ProcessManager::removeThread(int /*threadId*/)
 
 int ProcessManager::addProcess(Process& process)
 {
-    m_setter->setProcessPriority(process.type(), process.ID());
+    if (m_setter != nullptr) {
+        m_setter->setProcessPriority(process.type(), process.ID());
+    }
     return 1;
 }
 
 int ProcessManager::requestNewPriority(int threadId, GPALThreadPriority priority)
 {
+    if (m_setter == nullptr) {
+        return -1;
+    }
     return m_setter->requestThreadPriority(ProcessTypeString::GENERIC_THREAD,
                                            static_cast<unsigned long>(threadId),
                                            calculatePriority(priority));

@@ -3,6 +3,11 @@
 #include <cstdio>
 #include <cstdlib>
 #include <fstream>
+#include <pthread.h>
+
+#include "base/closing.h"
+
+using gpal::detail::ClosingBuffer;
 
 namespace
 {
@@ -26,19 +31,26 @@ void switchEntry(std::string& line, const std::string& entry, bool active)
 }
 
 /// Copies the table with the console entries of the mode. The read that hits the end of the file
-/// still writes its empty line; tables have grown by a line a rewrite ever since, and the device's
-/// init skips them. The table is always there on the device: without it there would be no end.
-void writeNewTable(SerialPortConfiguration::SerialPortMode mode)
+/// still writes its empty line; the device's init skips those. The table is always there on the
+/// device: without it there would be no end. Returns false when it could not be read whole.
+bool writeNewTable(SerialPortConfiguration::SerialPortMode mode)
 {
     std::ofstream newTable(NEW_TABLE);
+    const ClosingBuffer closingNew(newTable.rdbuf());
     std::ifstream table(TABLE);
+    const ClosingBuffer closing(table.rdbuf());
     while (!table.eof()) {
+        pthread_testcancel(); // nothing else might be one any more
         std::string line;
         std::getline(table, line);
+        if (table.bad()) {
+            return false;
+        }
         switchEntry(line, GETTY_LINE, mode == SerialPortConfiguration::INTERACTIVE_LOGIN);
         switchEntry(line, SHELL_LINE, mode == SerialPortConfiguration::INTERACTIVE_NO_LOGIN);
         newTable << line << std::endl;
     }
+    return true;
 }
 
 } // namespace
@@ -67,8 +79,10 @@ std::string SerialPortConfiguration::serialPortModeToString(SerialPortMode mode)
 
 void SerialPortConfiguration::setSerialPortMode(SerialPortMode mode)
 {
-    writeNewTable(mode);
-    if (std::rename(NEW_TABLE, TABLE) != 0) {
+    if (!writeNewTable(mode)) {
+        std::perror("Error reading file: ");
+        std::remove(NEW_TABLE); // what is torn replaces nothing
+    } else if (std::rename(NEW_TABLE, TABLE) != 0) {
         std::perror("Error renaming file: ");
     }
     std::system("kill -s SIGHUP 1"); // init rereads its table

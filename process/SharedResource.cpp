@@ -52,8 +52,8 @@ int SharedSemaphore::timedOperation(int /*id*/, sembuf* /*operations*/, unsigned
 
 int SharedSemaphore::control(int id, int number, int command, ...)
 {
-    // The argument area itself is handed on, not the argument in it: applications on the device
-    // were built against that and use semctl for commands that take one.
+    // The argument area itself is handed on, not the argument in it. Kept: it is part of the
+    // interface.
     va_list arguments;
     va_start(arguments, command);
     const int result = semctl(id, number, command, arguments);

@@ -42,7 +42,7 @@ void Ulimit::getlimit(const rlimit* limit, const limits* record, std::string& ou
     }
     if (limit->rlim_cur == RLIM_INFINITY) {
         out = "unlimited";
-    } else {
+    } else if (record->factor != 0) {
         out = std::to_string(limit->rlim_cur / static_cast<unsigned int>(record->factor));
     }
 }

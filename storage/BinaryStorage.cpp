@@ -2,26 +2,32 @@
 
 #include <cerrno>
 #include <cstdio>
-#include <memory>
 
 #include "base/cancellation.h"
+#include "base/closing.h"
+#include "base/errno_kept.h"
+
+using gpal::detail::ClosingFile;
+using gpal::detail::ErrnoKept;
 
 namespace
 {
 
-struct Close {
-    void operator()(std::FILE* file) const
-    {
-        const gpal::detail::CancellationHeldOff untilClosed;
-        std::fclose(file);
-    }
-};
-
-using File = std::unique_ptr<std::FILE, Close>;
-
-File openFile(const char* path, const char* mode)
+ClosingFile openFile(const char* path, const char* mode)
 {
-    return File(path == nullptr ? nullptr : std::fopen(path, mode));
+    if (path == nullptr) {
+        errno = EFAULT;
+        return nullptr;
+    }
+    return ClosingFile(std::fopen(path, mode));
+}
+
+/// Says on the console what failed, and leaves errno as it is.
+int failed(const char* message, const char* path)
+{
+    const ErrnoKept ofTheFailure;
+    std::printf(message, path == nullptr ? "(null)" : path, errno);
+    return 0;
 }
 
 } // namespace
@@ -32,38 +38,38 @@ BinaryStorage::~BinaryStorage() = default;
 
 int BinaryStorage::store(char* path, char* data, unsigned int length)
 {
-    const File file = openFile(path, "ab+");
+    const ClosingFile file = openFile(path, "ab+");
     if (file == nullptr) {
-        std::puts("BinaryStorage:: cannot open file for writing");
-        return 0;
+        return failed("BinaryStorage:: cannot open file for writing\n", path);
     }
-    if (data == nullptr || std::fwrite(data, 1, length, file.get()) < length) {
-        std::printf("BinaryStorage:: cannot write into file %s\n", path);
-        return 0;
+    const bool written = data != nullptr && std::fwrite(data, 1, length, file.get()) == length;
+    const ErrnoKept ofWriting;
+    if (!written) {
+        failed("BinaryStorage:: cannot write into file %s\n", path);
     }
-    return static_cast<int>(length);
+    std::fflush(file.get()); // as closing would; what gets lost here does not count
+    return written ? static_cast<int>(length) : 0;
 }
 
 int BinaryStorage::retrieve(char* path, char* buffer, unsigned int length)
 {
-    const File file = openFile(path, "rb+");
+    const ClosingFile file = openFile(path, "rb+");
     if (file == nullptr) {
-        std::puts("BinaryStorage:: cannot open file for reading");
-        return 0;
+        return failed("BinaryStorage:: cannot open file for reading\n", path);
     }
     const std::size_t size = buffer == nullptr ? 0 : std::fread(buffer, 1, length, file.get());
-    if (size == 0) {
-        std::printf("BinaryStorage:: cannot read from file %s\n", path);
-    }
-    return static_cast<int>(size);
+    return size == 0 ? failed("BinaryStorage:: cannot read from file %s\n", path)
+                     : static_cast<int>(size);
 }
 
 int BinaryStorage::clear(char* path)
 {
-    std::FILE* file = path == nullptr ? nullptr : std::fopen(path, "w");
-    if (file != nullptr && std::fclose(file) == 0) {
-        return 1;
+    std::FILE* const file = openFile(path, "w").release();
+    if (file != nullptr) {
+        const gpal::detail::CancellationHeldOff untilClosed; // there is nothing to write
+        if (std::fclose(file) == 0) {
+            return 1;
+        }
     }
-    std::printf("BinaryStorage:: cannot remove file %s, error :%d\n", path, errno);
-    return 0;
+    return failed("BinaryStorage:: cannot remove file %s, error :%d\n", path);
 }

@@ -3,6 +3,7 @@
 #include <gpal/syslogger.h>
 
 #include "base/cancellation.h"
+#include "base/closing.h"
 
 FileHandle::FileHandle(std::string path, std::ios_base::openmode mode) : m_path(std::move(path))
 {
@@ -12,7 +13,10 @@ FileHandle::FileHandle(std::string path, std::ios_base::openmode mode) : m_path(
 FileHandle::~FileHandle()
 {
     const gpal::detail::CancellationHeldOff untilClosed;
-    close();
+    if (bad()) {
+        gpal::detail::DropAndClose()(rdbuf()); // to write once more could block for ever
+    }
+    rdbuf()->close(); // the stream's own would throw where the client has asked it to
 }
 
 bool FileHandle::isOpen()

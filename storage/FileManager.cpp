@@ -5,7 +5,11 @@
 
 #include <gpal/FileHandle.h>
 
+#include "base/closing.h"
 #include "base/walkable.h"
+
+using gpal::detail::ClosingBuffer;
+using gpal::detail::writeAndClose;
 
 namespace
 {
@@ -23,7 +27,9 @@ bool FileManager::createFile(std::string const& path, std::string const& content
     if (!file.isOpen()) {
         return false;
     }
+    const ClosingBuffer closing(file.rdbuf());
     file << content;
+    writeAndClose(file.rdbuf());
     return true;
 }
 
@@ -37,8 +43,10 @@ bool FileManager::copyFile(std::string const& source, std::string const& destina
     if (!out.isOpen()) {
         return false;
     }
+    const ClosingBuffer closing(out.rdbuf());
     out << in.rdbuf(); // sets failbit for an empty source, which is no failure here
     out.flush();
+    writeAndClose(out.rdbuf()); // a stream that has failed was not flushed
     return !in.bad() && !out.bad();
 }
 

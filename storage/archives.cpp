@@ -4,20 +4,31 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <stdio_ext.h>
 #include <sys/stat.h>
 #include <syslog.h>
 #include <unistd.h>
 
 #include "base/cancellation.h"
+#include "base/errno_kept.h"
+
+using gpal::detail::ErrnoKept;
 
 namespace
 {
 
 const char* const LOGGED_AS = "packInternal";
 
-void logFailure(const char* call, const char* path)
+void logFailure(const char* call, const char* path, int reason)
 {
-    syslog(LOG_ERR, "%s: %s: \"%s\": %s", LOGGED_AS, call, path, std::strerror(errno));
+    const ErrnoKept ofTheFailure;
+    syslog(LOG_ERR, "%s: %s: \"%s\": %s", LOGGED_AS, call, path, std::strerror(reason));
+}
+
+void logFailure(const char* call)
+{
+    const ErrnoKept ofTheFailure;
+    syslog(LOG_ERR, "%s: %s: %s", LOGGED_AS, call, std::strerror(errno));
 }
 
 /// The temporary list of members that `tar -T` reads. It is removed when it goes, whichever way;
@@ -28,31 +39,56 @@ public:
     MemberList() = default;
     MemberList(const MemberList&) = delete;
     MemberList& operator=(const MemberList&) = delete;
-    ~MemberList();
+    ~MemberList() { discard(); }
 
     bool create();
     bool add(std::string const& member);
     /// Brings the list to the disk, where tar finds it.
     bool finish();
+    /// Removes the list and logs what fails.
+    void remove();
     const char* name() const { return m_name; }
 
 private:
+    /// Why the list could not be unlinked, and closed; 0 for what could be done.
+    struct Failures {
+        int unlink = 0;
+        int close = 0;
+    };
+    Failures discard();
+
     char m_name[sizeof "/tmp/listOfTarFilesXXXXXX"] = "/tmp/listOfTarFilesXXXXXX";
     int m_descriptor = -1;
     std::FILE* m_stream = nullptr;
 };
 
-MemberList::~MemberList()
+MemberList::Failures MemberList::discard()
 {
-    const gpal::detail::CancellationHeldOff untilRemoved;
+    Failures failures;
     if (m_stream == nullptr) {
-        return;
+        return failures;
     }
+    const ErrnoKept ofThePack;
+    const gpal::detail::CancellationHeldOff untilRemoved;
     if (unlink(m_name) != 0) {
-        logFailure("unlink", m_name);
+        failures.unlink = errno;
     }
+    __fpurge(m_stream); // nobody reads it any more
     if (fclose(m_stream) != 0) {
-        logFailure("close", m_name);
+        failures.close = errno;
+    }
+    m_stream = nullptr;
+    return failures;
+}
+
+void MemberList::remove()
+{
+    const Failures failures = discard();
+    if (failures.unlink != 0) {
+        logFailure("unlink", m_name, failures.unlink);
+    }
+    if (failures.close != 0) {
+        logFailure("close", m_name, failures.close);
     }
 }
 
@@ -60,12 +96,12 @@ bool MemberList::create()
 {
     m_descriptor = mkstemp(m_name);
     if (m_descriptor == -1) {
-        syslog(LOG_ERR, "%s: mkstemp: %s", LOGGED_AS, std::strerror(errno));
+        logFailure("mkstemp");
         return false;
     }
     m_stream = fdopen(m_descriptor, "w");
     if (m_stream == nullptr) {
-        syslog(LOG_ERR, "%s: fdopen: %s", LOGGED_AS, std::strerror(errno));
+        logFailure("fdopen");
         return false;
     }
     return true;
@@ -74,7 +110,7 @@ bool MemberList::create()
 bool MemberList::add(std::string const& member)
 {
     if (fprintf(m_stream, "%s\n", member.c_str()) < 0) {
-        logFailure("fprintf", m_name);
+        logFailure("fprintf", m_name, errno);
         return false;
     }
     return true;
@@ -82,12 +118,13 @@ bool MemberList::add(std::string const& member)
 
 bool MemberList::finish()
 {
-    if (fflush(m_stream) != 0) {
-        logFailure("fflush", m_name);
+    // Small C libraries flush successfully what they have lost already, and close it so too.
+    if (fflush(m_stream) != 0 || ferror(m_stream) != 0) {
+        logFailure("fflush", m_name, errno);
         return false;
     }
     if (fsync(m_descriptor) != 0) {
-        logFailure("fsync", m_name);
+        logFailure("fsync", m_name, errno);
         return false;
     }
     return true;
@@ -105,9 +142,39 @@ bool runTar(std::string const& command)
 {
     const int status = std::system(command.c_str());
     if (status != 0) {
+        const ErrnoKept ofTheFailure;
         syslog(LOG_ERR, "%s: system: Failed with exit code: %d", LOGGED_AS, status);
     }
     return status == 0;
+}
+
+/// Writes the list and runs tar.
+bool packMembers(MemberList& members, std::string const& archive, bool checkExistence,
+                 std::list<std::string> const& files, bool compress, bool skipLinks, bool relative)
+{
+    std::string directory;
+    for (const std::string& file : files) {
+        if (checkExistence && !Storage::fileExists_stat(file)) {
+            logFailure("stat", file.c_str(), errno);
+            return false;
+        }
+        const std::size_t nameStart = file.rfind('/') + 1; // 0 without a '/'
+        if (relative && directory.empty()) {
+            directory = file.substr(0, nameStart);
+        }
+        if (skipLinks && isLinkOrMissing(file)) {
+            continue;
+        }
+        if (!members.add(relative ? file.substr(nameStart) : file)) {
+            return false;
+        }
+    }
+    if (!members.finish()) {
+        return true; // clients rely on this result: false means a bad file or a failed tar
+    }
+    return runTar(std::string("tar -c") + (compress ? "z" : "") + " -T " + members.name() +
+                  (directory.empty() ? "" : " -C " + directory) + " -f " + archive +
+                  " > /dev/null 2>&1");
 }
 
 } // namespace
@@ -131,29 +198,10 @@ bool Storage::packInternal(std::string const& archive, bool checkExistence,
     if (!members.create()) {
         return false;
     }
-    std::string directory;
-    for (const std::string& file : files) {
-        if (checkExistence && !fileExists_stat(file)) {
-            logFailure("stat", file.c_str());
-            return false;
-        }
-        const std::size_t nameStart = file.rfind('/') + 1; // 0 without a '/'
-        if (relative && directory.empty()) {
-            directory = file.substr(0, nameStart);
-        }
-        if (skipLinks && isLinkOrMissing(file)) {
-            continue;
-        }
-        if (!members.add(relative ? file.substr(nameStart) : file)) {
-            return false;
-        }
-    }
-    if (!members.finish()) {
-        return true; // callers take false for a bad file, drop it from the list and pack again
-    }
-    return runTar(std::string("tar -c") + (compress ? "z" : "") + " -T " + members.name() +
-                  (directory.empty() ? "" : " -C " + directory) + " -f " + archive +
-                  " > /dev/null 2>&1");
+    const bool packed =
+        packMembers(members, archive, checkExistence, files, compress, skipLinks, relative);
+    members.remove();
+    return packed;
 }
 
 bool Storage::unpack(std::string const& archive, bool intoRoot)

@@ -33,8 +33,7 @@ bool Storage::deleteDirectory(std::string const& path)
     return fileExists_stat(path) && std::remove(path.c_str()) == 0;
 }
 
-/// Links and special files are left in place on purpose: a tree on the user disk may hold links
-/// that others rely on.
+/// Links and special files are left in place on purpose, as the interface says.
 bool Storage::deleteNonEmptyDirectory(std::string const& path)
 {
     if (!fileExists_stat(path)) {
@@ -45,6 +44,7 @@ bool Storage::deleteNonEmptyDirectory(std::string const& path)
     for (const std::string& file : entries) {
         deleteFile_noEx(file);
     }
+    entries.clear(); // a listing that fails leaves its list as it is
     getListOfDirectoriesByDirectoryWithPath(path, &entries);
     for (const std::string& directory : entries) {
         deleteNonEmptyDirectory(directory);

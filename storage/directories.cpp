@@ -48,7 +48,7 @@ int makeDir(std::string path, bool rootAccessOnly)
 bool Storage::makeDirectory(std::string const& path, bool rootAccessOnly)
 {
     // What follows the last '/' is taken for a file. A path that ends in '/' gets a file name to
-    // lose, and so does an empty one: callers rely on "file.tmp" being made for it.
+    // lose, and so does an empty one: clients rely on "file.tmp" being made for it.
     const bool namesDirectory = path.empty() || path.back() == '/';
     return ::makeDir(namesDirectory ? path + "file.tmp" : path, rootAccessOnly) == 0;
 }

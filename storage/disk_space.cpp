@@ -9,8 +9,8 @@
 namespace
 {
 
-/// A file system's blocks and their size, in the 32 bits in which the device has always counted:
-/// all sums and products wrap.
+/// A file system's blocks and their size, in the 32 bits of the results: all sums and products
+/// wrap.
 struct Blocks {
     std::uint32_t size;
     std::uint32_t total;

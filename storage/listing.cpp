@@ -3,6 +3,7 @@
 #include <cstring>
 #include <dirent.h>
 #include <sys/stat.h>
+#include <utility>
 
 #include "base/cancellation.h"
 
@@ -16,11 +17,7 @@ public:
     explicit OpenDirectory(std::string const& path) : m_stream(opendir(path.c_str())) {}
     OpenDirectory(const OpenDirectory&) = delete;
     OpenDirectory& operator=(const OpenDirectory&) = delete;
-    ~OpenDirectory()
-    {
-        const gpal::detail::CancellationHeldOff untilClosed;
-        close();
-    }
+    ~OpenDirectory() { close(); }
 
     bool isOpen() const { return m_stream != nullptr; }
 
@@ -37,6 +34,7 @@ public:
 
     int close()
     {
+        const gpal::detail::CancellationHeldOff untilClosed;
         DIR* stream = m_stream;
         m_stream = nullptr;
         return stream == nullptr ? 0 : closedir(stream);
@@ -61,12 +59,12 @@ bool isOfKind(mode_t mode, Storage::eDirReadType kind)
     return false;
 }
 
-/// Appends the entries whose full path `keep` accepts, with or without the path.
+/// Appends the entries whose full path `keep` accepts, with or without the path; \p full begins as
+/// what comes before their names.
 template <typename Keep>
-void collect(OpenDirectory& open, std::string const& directory, std::list<std::string>& result,
-             bool withPath, Keep keep)
+void collect(OpenDirectory& open, std::string full, std::list<std::string>& result, bool withPath,
+             Keep keep)
 {
-    std::string full = Storage::addTrailingForwardSlash(directory);
     const std::size_t prefix = full.size();
     while (const char* name = open.next()) {
         full.replace(prefix, std::string::npos, name);
@@ -85,12 +83,13 @@ int Storage::getListOfElementsByDirectory_noEx(std::string const& directory,
     if (result == nullptr || !fileExists_stat(directory)) {
         return -1;
     }
-    result->clear();
     OpenDirectory open(directory);
+    std::string prefix = addTrailingForwardSlash(directory);
+    result->clear(); // not before: the directory may be named by one of its elements
     if (!open.isOpen()) {
         return 0;
     }
-    collect(open, directory, *result, withPath, [kind](const char* path) {
+    collect(open, std::move(prefix), *result, withPath, [kind](const char* path) {
         struct stat entry {
         };
         return lstat(path, &entry) == 0 && isOfKind(entry.st_mode, kind);
@@ -134,12 +133,13 @@ int Storage::getListOfCharacterDeviceByDirectory(std::string const& directory,
     if (result == nullptr || !fileExists_stat(directory)) {
         return 0;
     }
-    result->clear();
     OpenDirectory open(directory);
+    std::string prefix = addTrailingForwardSlash(directory);
+    result->clear(); // not before: the directory may be named by one of its elements
     if (!open.isOpen()) {
         return 0;
     }
-    collect(open, directory, *result, true, [](const char* path) {
+    collect(open, std::move(prefix), *result, true, [](const char* path) {
         struct stat entry {
         }; // of what a link points to
         return stat(path, &entry) == 0 && S_ISCHR(entry.st_mode);

@@ -4,7 +4,50 @@
 #include <unistd.h>
 
 #include "base/cancellation.h"
+#include "base/closing.h"
 #include "base/walkable.h"
+
+namespace
+{
+
+constexpr std::ios_base::openmode EMPTYING =
+    std::ios_base::out | std::ios_base::trunc | std::ios_base::binary;
+
+/// Takes a stream away, with what is not written yet, unless what it was needed for gets done.
+class GoneUnlessDone
+{
+public:
+    explicit GoneUnlessDone(std::fstream*& stream) : m_stream(stream) {}
+    GoneUnlessDone(const GoneUnlessDone&) = delete;
+    GoneUnlessDone& operator=(const GoneUnlessDone&) = delete;
+    ~GoneUnlessDone()
+    {
+        if (!m_isDone) {
+            gpal::detail::DropAndClose()(m_stream->rdbuf());
+            delete m_stream;
+            m_stream = nullptr;
+        }
+    }
+
+    void done() { m_isDone = true; }
+
+private:
+    std::fstream*& m_stream;
+    bool m_isDone = false;
+};
+
+/// Gives a mode that is changed for a while its value back.
+struct ModeRestored {
+    explicit ModeRestored(std::ios_base::openmode& mode) : m_mode(mode), m_value(mode) {}
+    ModeRestored(const ModeRestored&) = delete;
+    ModeRestored& operator=(const ModeRestored&) = delete;
+    ~ModeRestored() { m_mode = m_value; }
+
+    std::ios_base::openmode& m_mode;
+    std::ios_base::openmode m_value;
+};
+
+} // namespace
 
 StorageInterface::~StorageInterface() = default;
 
@@ -30,8 +73,10 @@ int Storage::init(char const* name, std::ios_base::openmode readMode,
 
 GPAL_WALKABLE void Storage::shutdown()
 {
-    delete m_stream; // closes the file
-    m_stream = nullptr;
+    if (m_stream != nullptr) {
+        const GoneUnlessDone inAnyCase(m_stream);
+        m_stream->rdbuf()->pubsync();
+    }
 }
 
 bool Storage::openStorage(eAccessMode mode)
@@ -46,10 +91,12 @@ bool Storage::openStorage(eAccessMode mode)
     if (m_stream == nullptr) {
         m_stream = new std::fstream;
     }
+    GoneUnlessDone opening(m_stream);
     const auto openMode = mode == eAccessWrite ? m_writeMode : m_readMode;
     if (m_fileName == nullptr || m_stream->rdbuf()->open(m_fileName, openMode) == nullptr) {
         m_stream->setstate(std::ios_base::failbit);
     }
+    opening.done();
     // A stream that could not be opened before still says so now: only the call after this one
     // starts with a new stream.
     return m_stream->good();
@@ -57,8 +104,12 @@ bool Storage::openStorage(eAccessMode mode)
 
 int Storage::store(char const* /*key*/, char* data, int length)
 {
-    const bool written = data != nullptr && openStorage(eAccessWrite) &&
-                         m_stream->write(data, length) && m_stream->put('\n');
+    if (data == nullptr || length < 0 || !openStorage(eAccessWrite)) {
+        return 0;
+    }
+    GoneUnlessDone writing(m_stream);
+    const bool written = m_stream->write(data, length) && m_stream->put('\n');
+    writing.done();
     return written ? length : 0;
 }
 
@@ -77,28 +128,32 @@ int Storage::retrieve(char const* /*key*/, char* buffer)
 
 int Storage::writeBinary(char* data, int length)
 {
-    const bool written =
-        data != nullptr && openStorage(eAccessWrite) && m_stream->write(data, length);
+    if (data == nullptr || length < 0 || !openStorage(eAccessWrite)) {
+        return 0;
+    }
+    GoneUnlessDone writing(m_stream);
+    const bool written = !m_stream->write(data, length).fail();
+    writing.done();
     return written ? length : 0;
 }
 
 int Storage::readBinary(char* buffer, int length)
 {
-    const bool read =
-        buffer != nullptr && openStorage(eAccessRead) && m_stream->read(buffer, length);
+    const bool read = buffer != nullptr && length >= 0 && openStorage(eAccessRead) &&
+                      m_stream->read(buffer, length);
     return read ? length : 0;
 }
 
 int Storage::clear()
 {
-    const std::ios_base::openmode usualMode = m_writeMode;
     shutdown();
-    m_writeMode = std::ios_base::out | std::ios_base::trunc | std::ios_base::binary;
+    ModeRestored afterwards(m_writeMode);
+    m_writeMode = EMPTYING;
     if (!openStorage(eAccessWrite)) {
-        return 0; // with the mode left: nothing is appended to a file that could not be emptied
+        afterwards.m_value = EMPTYING; // nothing is appended to a file that could not be emptied
+        return 0;
     }
     shutdown();
-    m_writeMode = usualMode;
     return 1;
 }
 

@@ -6,14 +6,16 @@
 #include <gpal/export.h>
 #include <gpal/Storage.h>
 
-// On purpose the functions below do not override the inherited ones: their callers pass a path in
-// place of a key. Clang looks for the warning's consent here, gcc at the functions of Storage.
+// On purpose the functions below do not override the inherited ones: they take a path in place of a
+// key. Clang looks for the warning's consent here, gcc at the functions of Storage.
 #pragma GCC diagnostic push
 #pragma GCC diagnostic ignored "-Woverloaded-virtual"
 
 /// Appends to, reads and empties files that are named on every call. The inherited record functions
 /// work as in `Storage`, through that type; these here do not override them and do not use the
-/// object's stream. Failures are reported on standard output. Writers of one file take turns.
+/// object's stream. Failures, which a null pointer is too, are reported on standard output and
+/// leave errno as the failing call set it. Writers of one file take turns. A cancelled call closes
+/// its file.
 class GPAL_API BinaryStorage : public Storage
 {
 public:
@@ -21,7 +23,8 @@ public:
     ~BinaryStorage() override;
 
     /// Appends \p length bytes to the file, which is created if need be. Returns \p length; 0 on
-    /// failure. A cancellation point.
+    /// failure. A cancellation point. Bytes that the C library still buffers count as written: on a
+    /// full disk a few are lost without a word.
     int store(char* path, char* data, unsigned int length);
 
     /// Reads up to \p length bytes from the beginning of the file, which must exist and be

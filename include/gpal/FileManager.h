@@ -8,24 +8,26 @@
 #include <gpal/export.h>
 
 /// What a client needs of the file system. A file that cannot be opened is logged at error severity
-/// ("file \"<path>\" couldn't be opened\n"); nothing is thrown. Stateless, callable from any
-/// thread; all but `doesExist`, `size` and `deleteFile` are cancellation points.
+/// ("file \"<path>\" couldn't be opened\n"); nothing is thrown, unless memory runs out. Stateless,
+/// callable from any thread; all but `doesExist`, `size` and `deleteFile` are cancellation points,
+/// and a cancelled call closes its files, without what it had not written yet.
 class GPAL_API FileManagerIfc
 {
 public:
     virtual ~FileManagerIfc();
 
     /// Creates or truncates a file with the given content. Returns whether it could be opened; a
-    /// failing write is not noticed.
+    /// failing write, as on a full disk, is not noticed.
     virtual bool createFile(std::string const& path, std::string const& content) = 0;
 
     /// Copies the bytes of a file, in blocks. Returns whether both could be opened and neither
-    /// stream went bad. Its callers copy small files, whose failing write shows in the last flush;
-    /// a disk that fills up in the middle of a large one may go unnoticed, so look at its `size`.
+    /// stream went bad. With a small file a failing write shows in the last flush; a disk that
+    /// fills up in the middle of a large one may go unnoticed, so look at its `size`.
     virtual bool copyFile(std::string const& source, std::string const& destination) = 0;
 
     /// Copies the file, then deletes the source, whether or not that succeeds. Returns the result
-    /// of the copy; a failed one leaves the source in place.
+    /// of the copy; a failed one leaves the source in place, one that a full disk has cut short
+    /// unnoticed does not.
     virtual bool moveFile(std::string const& source, std::string const& destination) = 0;
 
     /// `unlink(2)`: 0 or -1.
@@ -34,7 +36,8 @@ public:
     /// Whether the file can be examined.
     virtual bool doesExist(std::string const& path) = 0;
 
-    /// Size of a regular file in bytes, as far as 32 bits hold it; -1 for anything else.
+    /// Size of a regular file in bytes, cut to 32 bits: from 2 GiB on it comes out negative or too
+    /// small. -1 for anything else.
     virtual int size(std::string const& path) = 0;
 
     /// Whether the content of \p first is how the content of \p second begins; equal ones count.

@@ -10,7 +10,8 @@
 class GPAL_API GPALAnonymousPipe
 {
 public:
-    /// Makes the pipe; both fields are -1 if that failed. Nothing is logged or thrown.
+    /// Makes the pipe; both fields are -1 if that failed, with errno as `pipe` set it. Nothing is
+    /// logged or thrown.
     GPALAnonymousPipe();
     GPALAnonymousPipe(const GPALAnonymousPipe&) = delete;
     GPALAnonymousPipe& operator=(const GPALAnonymousPipe&) = delete;

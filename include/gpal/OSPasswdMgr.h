@@ -25,8 +25,9 @@ public:
 
 /// Runs "/Mirta_Deploy/setPasswd.sh" and "/Mirta_Deploy/deletePasswd.sh" as child processes with
 /// the caller's environment; user and password are command-line arguments. Failures to start or to
-/// wait are logged at notice severity, nothing is thrown. Each call blocks until its script has
-/// ended and is a cancellation point. One thread at a time uses an object.
+/// wait are logged at notice severity; nothing is thrown, unless memory runs out. Each call blocks
+/// until its script has ended and is a cancellation point; the script of a cancelled caller is
+/// ended as by `~Process`. One thread at a time uses an object.
 class GPAL_API OSPasswdMgr : public OSPasswdMgrIfc
 {
 public:
@@ -39,7 +40,8 @@ public:
     int deletePasswd(const std::string& user) override;
 
     /// Runs the script `argv[0]` with the null-terminated vector \p argv of \p argc arguments and
-    /// waits for it; its exit code is not looked at. Always returns 0.
+    /// waits for it; its exit code is not looked at. A null \p argv or `argv[0]` is a missing
+    /// script, logged as "(null)". Always returns 0.
     int runScript(unsigned int argc, const char** argv);
 
 private:

@@ -39,8 +39,12 @@ public:
     /// Returns the manager's answer, 1. Throws `GPALProcessException`, after logging at error
     /// severity: "GPAL Process missing application" (the file cannot be examined), "GPAL Process
     /// application not executable" (no execute bit for owner and group; that for others does not
-    /// count), "GPAL Process creation failure" (`vfork` failed). A failing `execve` shows only as
-    /// exit code 255 of the child.
+    /// count), "GPAL Process creation failure" (`vfork` failed). The object then has no child of
+    /// this call, and errno is as the failing call set it. An exception of the manager, or for want
+    /// of memory, passes; a child that was started by then is the object's. A failing `execve`
+    /// shows only as exit code 255 of the child. A null \p argv or `argv[0]` is a missing
+    /// application, a null \p envp an empty environment. A cancellation point only where it logs a
+    /// failure.
     virtual int start(int argc, char** argv, char** envp, char* extra) = 0;
 
     /// Waits for the child's end. Returns its exit code, 0 to 255; -1 when a signal ended it; 0
@@ -52,7 +56,8 @@ public:
     /// Sends SIGKILL. Returns -1 when the signal was sent: deliberately a constant that callers do
     /// not read as a failure. Throws "GPAL Process cannot kill process" (EPERM), "GPAL Process
     /// unknown process" (ESRCH) or "GPAL Process exception". A never-started object sends its
-    /// signals to the caller's whole process group, the caller included.
+    /// signals to the caller's whole process group, the caller included, which SIGKILL ends. No
+    /// cancellation point.
     virtual int destroy() = 0;
 
     /// Sends SIGUSR2; result and exceptions as for `destroy`.
@@ -68,7 +73,9 @@ public:
     /// The child's process id; 0 before a successful `start`.
     virtual int ID() = 0;
 
-    /// Whether the child exists and may be signalled; true for one that ended and was not reaped.
+    /// Whether the child exists and may be signalled; true for one that ended and was not reaped,
+    /// and for a never-started object, whose id 0 means the caller's process group. No cancellation
+    /// point.
     virtual bool isRunning() = 0;
 };
 
@@ -83,9 +90,15 @@ public:
     Process(const Process&) = delete;
     Process& operator=(const Process&) = delete;
 
-    /// Ends a child that is still alive with SIGTERM and reaps it if it has ended by then; this
-    /// takes two seconds. A child that ignores SIGTERM goes on running. Throws nothing;
-    /// cancellation of the caller is held off meanwhile.
+    /// Sends SIGTERM to a child that is still there, also to one that ended and was not reaped;
+    /// tries at once, and only once, to reap it; and sleeps for two seconds. A child that ends
+    /// after that one try stays a zombie until the application reaps it; one that ignores SIGTERM
+    /// goes on running. One that SIGTERM cannot be sent to gets up to four seconds and then
+    /// SIGKILL. Does nothing for a never-started object or a child that is gone.
+    ///
+    /// Logs "Process (pid:%d) was not deleted correctly\n" at error severity when reaping fails,
+    /// and also when it succeeds, unless errno is ECHILD: the line tells of no failure by itself.
+    /// Throws nothing; cancellation of the caller is held off meanwhile.
     ~Process() override;
 
     int start(int argc, char** argv, char** envp, char* extra) override;
@@ -98,7 +111,7 @@ public:
     bool isRunning() override;
 
     /// Turns the result of `kill`, with errno still as it left it, into that of a signalling
-    /// operation: -1, or an exception (see `destroy`).
+    /// operation: -1, or an exception (see `destroy`). Only -1 is a failure.
     int processResult(int killResult);
 
 private:

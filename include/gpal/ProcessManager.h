@@ -52,7 +52,8 @@ public:
 class GPAL_API ProcessManager
 {
 public:
-    /// \p setter is not owned and must outlive the manager.
+    /// \p setter is not owned and must outlive the manager. Without one (null) nothing is set, and
+    /// priorities that are asked for are answered with -1.
     explicit ProcessManager(PrioritySetter* setter);
     ProcessManager(const ProcessManager&) = delete;
     ProcessManager& operator=(const ProcessManager&) = delete;

@@ -21,7 +21,7 @@ public:
     static bool isValidSerialPortMode(const std::string& text);
 
     /// The mode of a text. Every other text, invalid ones included, gives the shell without login:
-    /// maintainers must be able to get in; validate first.
+    /// somebody must be able to get in; validate first.
     static SerialPortMode stringToSerialPortMode(const std::string& text);
 
     /// The text of a mode; "interactive_no_login" for any value that is none.
@@ -29,10 +29,17 @@ public:
 
     /// Rewrites the console lines of "/etc/inittab" (through "/etc/inittab.new"), lets init reread
     /// it, and ends the shells, getty and login that are no longer wanted. Each rewrite adds one
-    /// empty line at the end of the table. Reports nothing but a failed rename, on standard error.
+    /// empty line at the end of the table.
     ///
-    /// "/etc/inittab" must be there: without it the call never ends. Must not run twice at the same
-    /// time. A cancellation point.
+    /// A table that cannot be read to its end is not replaced: "/etc/inittab.new" is removed again.
+    /// A table that cannot be renamed leaves "/etc/inittab.new" behind, and so does a caller that
+    /// is cancelled, or that runs out of memory, in the middle of it; the next call writes it anew.
+    /// The first two are reported on standard error, and the commands run all the same. That the
+    /// new table cannot be written is not noticed: on a full disk one that was cut short replaces
+    /// the old one, so see that there is room.
+    ///
+    /// "/etc/inittab" must be there: without it the call never ends, unless by cancellation. Must
+    /// not run twice at the same time. A cancellation point, in its commands too.
     static void setSerialPortMode(SerialPortMode mode);
 };
 

@@ -4,7 +4,7 @@
 /// Thin wrappers: each operation passes its arguments to one system call and returns that call's
 /// result, errors included (-1 or `(void*)-1`, with errno set). They create, attach and remove
 /// nothing by themselves; kernel objects outlive the wrappers until they are removed with `control`
-/// and IPC_RMID. Stateless, callable from any thread.
+/// and IPC_RMID. Stateless, callable from any thread; no cancellation points.
 #ifndef GPAL_SHAREDRESOURCE_H
 #define GPAL_SHAREDRESOURCE_H
 
@@ -56,8 +56,8 @@ public:
 
     /// `semctl(2)` for the commands that take no fourth argument (IPC_RMID, GETVAL, ...). For
     /// others the kernel gets the address of this call's argument area in its place, not the
-    /// argument itself, as the device's applications have always had it; they use `semctl` for
-    /// those.
+    /// argument itself, and reads or writes there; use `semctl` for those. Kept: it is part of the
+    /// interface.
     int control(int id, int number, int command, ...);
 };
 

@@ -12,7 +12,8 @@
 #include <gpal/export.h>
 
 /// Record storage as clients see it; tests substitute it. Every `init` names the file anew; keys
-/// are accepted and ignored. One thread at a time uses an object.
+/// are accepted and ignored. One thread at a time uses an object. A null pointer or a negative
+/// length is a failure. All but `init` are cancellation points.
 class GPAL_API StorageInterface
 {
 public:
@@ -23,11 +24,13 @@ public:
     virtual int init(char const* name, std::ios_base::openmode readMode,
                      std::ios_base::openmode writeMode) = 0;
 
-    /// Closes the file, if it is open; what was stored reaches it by then.
+    /// Closes the file, if it is open; what was stored reaches it by then. What cannot be written
+    /// any more, as on a full disk, is lost without a word.
     virtual void shutdown() = 0;
 
     /// Writes one record: \p length bytes of \p data, any bytes, and a line feed. Returns \p
-    /// length; 0 on failure.
+    /// length; 0 on failure. A record that is still buffered counts as written: on a full disk only
+    /// a later call may fail.
     virtual int store(char const* key, char* data, int length) = 0;
 
     /// Reads the next line, without its line feed, into \p buffer of 1024 bytes, NUL-terminated.
@@ -42,14 +45,21 @@ public:
 
 /// Everything of the layer that touches the file system. The static functions may be called from
 /// any thread at once; they share nothing but the environment, which they read anew on every call.
-/// None throws, unless said, or memory runs out; errno is left as the failing call set it. Those
-/// that open, read, write or run something are cancellation points. Relative paths start at the
-/// process's working directory.
+/// None throws, unless said, or memory runs out; after a failure errno is as the failing call set
+/// it. Relative paths start at the process's working directory.
+///
+/// Those that copy, move, rename, create or compare files and those that pack or unpack are
+/// cancellation points, also while they are blocked in opening, reading or writing. What a
+/// cancelled one has not written yet is dropped, and its files are closed. Those that list
+/// directories, delete or examine may be cancellation points, and so may `synchronizeStorage`: as
+/// the C library has it.
 ///
 /// An object is one record file: records are lines in it, without header, key or checksum. It is
 /// opened on first use and kept open until the direction changes, so that reading after writing
 /// starts at the first record again, and writing after reading where the write mode says: at the
-/// end (`std::ios_base::app`) or on an emptied file (`std::ios_base::trunc`).
+/// end (`std::ios_base::app`) or on an emptied file (`std::ios_base::trunc`). A thread that is
+/// cancelled while it writes or opens the file leaves the object closed, without what it had not
+/// written yet; the next call opens the file anew.
 class GPAL_API Storage : public StorageInterface
 {
 public:
@@ -67,7 +77,8 @@ public:
     Storage();
     Storage(const Storage&) = delete;
     Storage& operator=(const Storage&) = delete;
-    /// Closes the file. Cancellation of the caller is held off meanwhile.
+    /// Closes the file. Cancellation of the caller is held off meanwhile: whoever may block on the
+    /// file, such as a pipe, calls `shutdown` first.
     ~Storage() override;
 
     /// \name Record file
@@ -80,19 +91,23 @@ public:
     int store(char const* key, char* data, int length) override;
     int retrieve(char const* key, char* buffer) override;
 
-    /// As said in the interface. When the file cannot be opened, the write mode is left at
-    /// `out|trunc|binary`: a file that could not be emptied must not be appended to.
+    /// As said in the interface; what is not written yet is written first. When the file cannot be
+    /// opened, the write mode is left at `out|trunc|binary`: a file that could not be emptied must
+    /// not be appended to. A thread that is cancelled meanwhile leaves the mode as it was.
     int clear() override;
 #pragma GCC diagnostic pop
 
     /// Opens the file in one direction; returns whether it is open and good. One that is already is
-    /// left as it is, its position included.
+    /// left as it is, its position included. Another one is closed first, as by `shutdown`. A
+    /// cancellation point.
     bool openStorage(eAccessMode mode);
 
-    /// Writes \p length bytes without framing. Returns \p length; 0 on failure.
+    /// Writes \p length bytes without framing. Returns \p length; 0 on failure. Buffered, and a
+    /// cancellation point, as `store`.
     int writeBinary(char* data, int length);
 
-    /// Reads \p length bytes. Returns \p length; 0 on failure, which a short read is too.
+    /// Reads \p length bytes. Returns \p length; 0 on failure, which a short read is too. A
+    /// cancellation point.
     int readBinary(char* buffer, int length);
 
     bool storageExists();      ///< always true
@@ -105,7 +120,7 @@ public:
     /// @{
 
     /// The value of the environment variable \p name, directly followed by \p suffix, with nothing
-    /// in between; "./" followed by \p suffix if it is unset.
+    /// in between; "./" followed by \p suffix if it is unset, or \p name is null.
     static std::string getEnvLocation(char const* name, std::string const& suffix);
 
     /// `getEnvLocation` of MIRTA_VOLATILE_LOCATION: where data live until the next restart.
@@ -118,7 +133,7 @@ public:
     static std::string addTrailingForwardSlash(std::string const& path);
 
     /// Cuts \p path to the part after its last '/', and sets \p name to that without the last '.'
-    /// and what follows it.
+    /// and what follows it. Both may be one object, which then ends as the name.
     static void getStorageName(std::string& path, std::string& name);
     /// @}
 
@@ -144,14 +159,19 @@ public:
     static bool fileExists(std::string const& path);
     /// Whether the file is there for the effective user (`stat`).
     static bool fileExists_stat(std::string const& path);
-    /// Size in bytes, as far as 32 bits hold it; -1 if the file cannot be examined.
+    /// Size in bytes, cut to 32 bits: from 2 GiB on it comes out negative or too small. -1 if the
+    /// file cannot be examined.
     static int fileSize(std::string path);
     /// Time of the last modification. Of no use for a file that cannot be examined: test first.
     static time_t getModificationTimeOfFile(std::string const& path);
     /// @}
 
     /// \name Disk space
-    /// All figures are bytes, computed in 32 bits: above 2 GiB they come out wrong.
+    /// All figures are computed in 32 bits and wrap: `AbsoluteDiskSpace` and `AbsoluteDiskSize`, in
+    /// bytes, are negative from 2 GiB on and start again at 0 from 4 GiB on, and with them
+    /// `UserDiskSpace` and `UserDiskSize`; from a figure of 0 or below no reserves are taken off.
+    /// `checkDiskUsage` is right as long as 100 times the used blocks and half of all blocks
+    /// together fit into 32 bits: on disks of some 40 million blocks. None is a cancellation point.
     /// @{
 
     /// What an unprivileged user may still fill; -1 if the file system cannot be examined.
@@ -163,8 +183,8 @@ public:
     static int UserDiskSpace(std::string const& path);
     /// The same for `AbsoluteDiskSize`.
     static int UserDiskSize(std::string const& path);
-    /// The value of MIRTA_USER_DISK_RESERVED if \p path begins with the value of MIRTA_USER_DISK,
-    /// else 0. Throws `std::logic_error` when MIRTA_USER_DISK is unset.
+    /// The value of MIRTA_USER_DISK_RESERVED, in bytes, if \p path begins with the value of
+    /// MIRTA_USER_DISK, else 0. Throws `std::logic_error` when MIRTA_USER_DISK is unset.
     static int ReserveSize(std::string const& path);
     /// The same for MIRTA_USER_DISK_RESERVED_WORKINGMEMORY.
     static int ReservedWorkingSpaceSize(std::string const& path);
@@ -177,7 +197,8 @@ public:
     /// @{
 
     /// Copies the bytes of \p source to \p destination, created or truncated; mode and times are
-    /// not carried over. Returns whether both could be opened; a failing write is not noticed.
+    /// not carried over. Returns whether both could be opened. A failing read or write is not
+    /// noticed: on a full disk the copy is cut short, and the result true.
     ///
     /// It goes character by character through the streams, which is made for the device's small
     /// configuration files: a MiB takes some nine times as long as with `FileManager::copyFile`,
@@ -186,21 +207,25 @@ public:
 
     /// Replaces the existing file \p destination by \p source. Returns false, having logged at
     /// error severity, when the destination could not be removed (it must exist) or, after the
-    /// copy, the source could not. A copy that fails leaves the source in place and is reported as
-    /// success.
+    /// copy, the source could not. A copy whose source cannot be opened leaves it in place and is
+    /// reported as success; one that a full disk cuts short is not noticed, and the source is
+    /// removed.
     static bool mvFile(std::string const& source, std::string const& destination);
 
     /// Renames a file, across file systems too. Returns false if \p destination has no '/' or
-    /// exists, or \p source does not.
+    /// exists, or \p source does not. Across file systems it copies, and removes the source also
+    /// after a copy that a full disk has cut short.
     static bool renameFile(std::string const& source, std::string const& destination);
 
-    /// Creates or truncates a file with the given text. Returns whether it could be opened, having
-    /// logged at error severity if not; a failing write is not noticed.
+    /// Creates or truncates a file with the given text; a null text is an empty one. Returns
+    /// whether it could be opened, having logged at error severity if not, which it is for a null
+    /// path too. A failing write, as on a full disk, is not noticed.
     static bool simpleCreateFile(char const* path, char const* content);
 
     /// Runs "/bin/busybox cmp" on two files. Returns 0 when they are equal, 1 when they differ, 2
     /// when one cannot be read, -1 when it was ended by a signal or, logged at notice severity,
-    /// could not be run.
+    /// could not be run or awaited. A `cmp` that still runs then, or when the caller is cancelled,
+    /// is ended as by `~Process`.
     static int compareFiles(std::string const& first, std::string const& second);
 
     /// Removes a file or link, never a link's target. Returns whether it could.
@@ -217,7 +242,8 @@ public:
 
     /// \name Listing
     /// One level deep, in the order of the file system; \p result is emptied first. Entries come as
-    /// bare names or, with the path, as \p directory, '/' and name.
+    /// bare names or, with the path, as \p directory, '/' and name. \p directory may be an element
+    /// of the list. A directory that fails while it is read ends the list there.
     /// @{
 
     /// Lists the entries of one kind; of any other value of \p kind none. Returns 0; -1, with
@@ -251,7 +277,8 @@ public:
 
     /// Packs the files under the names given. With \p checkExistence a missing file fails the pack;
     /// with \p skipLinks links and missing files are left out. Returns false on failure, logged at
-    /// error severity; true also when the list of files could not be flushed, and no archive made.
+    /// error severity; true also when the list of files could not be flushed or synchronised, as
+    /// with a full "/tmp", and no archive was made.
     static bool pack(std::string const& archive, bool checkExistence, std::list<std::string> files,
                      bool compress, bool skipLinks);
 
@@ -282,7 +309,7 @@ private:
 
 /// Makes every missing directory of `dirname(path)`, with mode 0700 when \p rootAccessOnly is set,
 /// else 0775, before umask; what exists is skipped, whatever it is. Returns 0; -1 when one could
-/// not be made.
+/// not be made, with errno as `mkdir` set it.
 GPAL_API int makeDir(std::string path, bool rootAccessOnly);
 
 #endif

@@ -30,7 +30,8 @@ public:
     bool getulimit(char option, std::string& out);
 
     /// Stores the soft limit of \p limit, divided by the factor of \p record and rounded down, as
-    /// decimal text; "unlimited" for `RLIM_INFINITY`. With a null pointer \p out stays as it was.
+    /// decimal text; "unlimited" for `RLIM_INFINITY`. With a null pointer, or the factor 0, \p out
+    /// stays as it was; a factor below 0 divides as the unsigned number that it stands for.
     void getlimit(const rlimit* limit, const limits* record, std::string& out);
 };
 

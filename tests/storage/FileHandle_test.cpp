@@ -171,3 +171,25 @@ TEST_F(OpenFile, losesWhatItCannotWriteWithoutAWord)
     EXPECT_EQ(openDescriptors(), before);
     EXPECT_THAT(m_log.lines(), IsEmpty());
 }
+
+TEST_F(OpenFile, goesInPeaceWhenItsStreamIsToThrow)
+{
+    FileHandle closed(m_file, WRITE);
+    closed.exceptions(std::ios_base::failbit);
+    closed.close();
+    if (access("/dev/full", W_OK) == 0) {
+        FileHandle full("/dev/full", WRITE);
+        full.exceptions(std::ios_base::failbit);
+        full << "lost";
+    }
+}
+
+TEST_F(OpenFile, dropsWhatIsPendingOnceAWriteHasFailed)
+{
+    {
+        FileHandle file(m_file, WRITE);
+        file << "pending";
+        file.setstate(std::ios_base::badbit);
+    }
+    EXPECT_EQ(support::contentOf(m_file), "");
+}

@@ -11,7 +11,11 @@
 #include <unistd.h>
 #include <vector>
 
+#include <gpal/Process.h>
+#include <gpal/ProcessManager.h>
+
 #include "storage/descriptors.h"
+#include "support/cancelled_thread.h"
 #include "support/file_calls.h"
 #include "support/observed.h"
 #include "support/private_mounts.h"
@@ -101,6 +105,21 @@ private:
     bool m_isMounted = false;
 };
 
+/// Refuses every process that was started.
+class ThrowingManager : public ProcessManager
+{
+public:
+    explicit ThrowingManager(pid_t& child) : ProcessManager(nullptr), m_child(child) {}
+    int addProcess(Process& process) override
+    {
+        m_child = process.ID();
+        throw std::bad_alloc();
+    }
+
+private:
+    pid_t& m_child;
+};
+
 } // namespace
 
 TEST_F(RealComparison, isZeroForEqualFiles)
@@ -138,6 +157,36 @@ TEST_F(RealComparison, leavesNothingBehindAndLosesNoTime)
     EXPECT_EQ(openDescriptors(), before);
     EXPECT_EQ(waitpid(-1, nullptr, WNOHANG), -1);
     EXPECT_EQ(errno, ECHILD) << "no child is left";
+}
+
+TEST_F(RealComparison, failsAndLeavesNothingBehindWhenTheProcessManagerThrows)
+{
+    const Replacement quick(calls::sleep, [](unsigned int) { return 0U; });
+    pid_t child = 0;
+    ProcessManagement::initialize(new ThrowingManager(child));
+    EXPECT_EQ(compare(), -1);
+    ProcessManagement::uninitialize();
+    EXPECT_THAT(m_log.lines(),
+                testing::Contains(LogLine{LOG_NOTICE, "Failed to start cmp utility\n"}));
+    EXPECT_GT(child, 0);
+    waitpid(child, nullptr, 0); // unless it was quick enough to be reaped
+    EXPECT_EQ(kill(child, 0), -1);
+}
+
+TEST_F(RealComparison, canBeCancelledAndEndsTheChild)
+{
+    const Replacement quick(calls::sleep, [](unsigned int) { return 0U; });
+    pid_t child = 0;
+    const Replacement waiting(calls::waitpid, [&](pid_t pid, int* status, int options) {
+        child = pid;
+        support::cancelOneself();
+        return calls::waitpid.original(pid, status, options);
+    });
+    support::CancelledThread thread([this] { compare(); });
+    EXPECT_TRUE(thread.isCancelled());
+    EXPECT_FALSE(thread.isWorkDone());
+    calls::waitpid.original(child, nullptr, 0);
+    EXPECT_EQ(kill(child, 0), -1);
 }
 
 TEST_F(ComparisonByAStandIn, runsCmpOfTheMultiCallBinaryOnBothFiles)

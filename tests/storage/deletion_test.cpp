@@ -309,6 +309,28 @@ TEST_F(TreeDeletion, goesOnPastDirectoriesItCannotReadOrRemove)
     EXPECT_FALSE(exists(m_directory.path("tree/loose")));
 }
 
+TEST_F(TreeDeletion, takesNoFilesForDirectoriesWhenItsDirectoriesCannotBeListed)
+{
+    folder("tree");
+    const std::string stuck = m_directory.file("tree/stuck", "x");
+    const Replacement failing(calls::unlink, denied);
+    int listings = 0;
+    const Replacement unseen(calls::stat, [&](const char* path, struct stat* file) {
+        // Once to see that the tree is there, and once before each listing.
+        return path == m_directory.path("tree") && ++listings == 3
+                   ? denied(path)
+                   : calls::stat.original(path, file);
+    });
+    std::vector<std::string> removed;
+    const Replacement recorded(calls::remove, [&](const char* path) {
+        removed.emplace_back(path);
+        return calls::remove.original(path);
+    });
+    EXPECT_TRUE(Storage::deleteNonEmptyDirectory(m_directory.path("tree")));
+    EXPECT_THAT(removed, ElementsAre(m_directory.path("tree")));
+    EXPECT_TRUE(exists(stuck));
+}
+
 TEST_F(TreeDeletion, goesOnPastDirectoriesItCannotExamine)
 {
     folder("tree/unseen");
