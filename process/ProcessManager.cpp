@@ -9,9 +9,25 @@
 namespace
 {
 
-// The library's own manager, for as long as it is loaded.
-SimplePrioritySetter defaultSetter;
-ProcessManager defaultManager(&defaultSetter);
+/// The library's own manager. It holds nothing, and no destructor takes it away: threads and
+/// processes may still be started while the process exits.
+union DefaultManager {
+    struct Objects {
+        SimplePrioritySetter setter;
+        ProcessManager manager{&setter};
+    };
+
+    DefaultManager() : objects() {}
+    ~DefaultManager() {}
+
+    Objects objects;
+};
+
+ProcessManager* defaultManager()
+{
+    static DefaultManager made;
+    return &made.objects.manager;
+}
 
 int niceValueOf(unsigned long id)
 {
@@ -131,5 +147,5 @@ void ProcessManagement::uninitialize()
 
 ProcessManager* ProcessManagement::manager()
 {
-    return m_testManager != nullptr ? m_testManager : &defaultManager;
+    return m_testManager != nullptr ? m_testManager : defaultManager();
 }

@@ -39,7 +39,7 @@ public:
     MemberList() = default;
     MemberList(const MemberList&) = delete;
     MemberList& operator=(const MemberList&) = delete;
-    ~MemberList() { discard(); }
+    ~MemberList();
 
     bool create();
     bool add(std::string const& member);
@@ -62,18 +62,23 @@ private:
     std::FILE* m_stream = nullptr;
 };
 
+/// Of a list that was not removed, as its thread was cancelled or memory ran out.
+MemberList::~MemberList()
+{
+    if (m_stream != nullptr) {
+        __fpurge(m_stream); // to write it could block
+        discard();
+    }
+}
+
 MemberList::Failures MemberList::discard()
 {
     Failures failures;
-    if (m_stream == nullptr) {
-        return failures;
-    }
     const ErrnoKept ofThePack;
     const gpal::detail::CancellationHeldOff untilRemoved;
     if (unlink(m_name) != 0) {
         failures.unlink = errno;
     }
-    __fpurge(m_stream); // nobody reads it any more
     if (fclose(m_stream) != 0) {
         failures.close = errno;
     }
