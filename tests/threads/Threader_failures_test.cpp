@@ -106,10 +106,11 @@ TEST(Threader, destroysOnlyAttributesThatWereInitialised)
         return calls::pthread_attr_destroy.original(attributes);
     });
     support::Captured output(1);
-    static std::vector<const void*> blocks; // left to nobody, so they have to stay in sight
+    static const void* blocks[2]; // left to nobody, so they have to stay in sight
+    static int created = 0;
     support::Replacement create(calls::pthread_create, [](pthread_t*, const pthread_attr_t*,
                                                           void* (*)(void*), void* argument) {
-        blocks.push_back(argument);
+        blocks[created++] = argument;
         return EAGAIN;
     });
     unsigned long id = 0;
@@ -118,7 +119,7 @@ TEST(Threader, destroysOnlyAttributesThatWereInitialised)
     support::Replacement initialise(calls::pthread_attr_init, [](pthread_attr_t*) { return 77; });
     Threader().spawn(&id, markAsRun, nullptr, "", GPAL_THREAD_PRIORITY_LOW, 0);
     EXPECT_EQ(1, destroyed);
-    EXPECT_EQ(2U, blocks.size());
+    EXPECT_EQ(2, created);
 }
 
 TEST(Threader, reportsFailingAttributesAndCreatesTheThreadWithThemAllTheSame)
