@@ -120,6 +120,7 @@ TEST(Threader, destroysOnlyAttributesThatWereInitialised)
     Threader().spawn(&id, markAsRun, nullptr, "", GPAL_THREAD_PRIORITY_LOW, 0);
     EXPECT_EQ(1, destroyed);
     EXPECT_EQ(2, created);
+    EXPECT_NE(blocks[0], blocks[1]);
 }
 
 TEST(Threader, reportsFailingAttributesAndCreatesTheThreadWithThemAllTheSame)
