@@ -52,7 +52,7 @@ bool Threader::spawn(unsigned long* threadId, void* (*function)(void*), void* ar
     if (function == nullptr || threadId == nullptr) {
         return false;
     }
-    auto* block = gpal::detail::newStartBlock().release();
+    auto* block = new gpal::detail::ThreadStartBlock{};
     pthread_attr_t attributes{};
     const bool initialised = pthread_attr_init(&attributes) == 0;
     if (!initialised) {

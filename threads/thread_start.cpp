@@ -54,15 +54,6 @@ __attribute__((noinline, no_sanitize("null"))) void runGuarded(Threadable& body)
     }
 }
 
-/// The start block that was used last, kept for the next thread: a short thread that freed its own
-/// would have to set up the allocator's cache for itself.
-ThreadStartBlock* spareBlock = nullptr;
-
-__attribute__((destructor)) void deleteSpareBlock()
-{
-    delete __atomic_exchange_n(&spareBlock, nullptr, __ATOMIC_ACQUIRE);
-}
-
 /// The type text of a priority level; "" for a value that is no level.
 std::string typeOfLevel(GPALThreadPriority priority)
 {
@@ -96,19 +87,11 @@ void* threadableStart(void* body)
     return nullptr;
 }
 
-std::unique_ptr<ThreadStartBlock> newStartBlock()
-{
-    std::unique_ptr<ThreadStartBlock> spare(
-        __atomic_exchange_n(&spareBlock, nullptr, __ATOMIC_ACQUIRE));
-    return spare != nullptr ? std::move(spare) : std::make_unique<ThreadStartBlock>();
-}
-
 void* functionThreadStart(void* block)
 {
     unsigned long thread = pthread_self();
     ThreadStartBlock start = std::move(*static_cast<ThreadStartBlock*>(block));
-    delete __atomic_exchange_n(&spareBlock, static_cast<ThreadStartBlock*>(block),
-                               __ATOMIC_ACQ_REL);
+    delete static_cast<ThreadStartBlock*>(block);
     const int kernelId = gettid();
     pthread_cleanup_push(threadExitCleanUp, &thread);
     threadRegistry::add(thread, kernelId);

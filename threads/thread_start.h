@@ -3,7 +3,6 @@
 #ifndef GPAL_THREADS_THREAD_START_H
 #define GPAL_THREADS_THREAD_START_H
 
-#include <memory>
 #include <string>
 
 #include <gpal/GPALThreadPriority.h>
@@ -19,14 +18,11 @@ struct ThreadStartBlock {
     std::string name;
 };
 
-/// A block to fill.
-std::unique_ptr<ThreadStartBlock> newStartBlock();
-
 /// Start routine of a thread that runs a `Threadable`, which \p body points to.
 void* threadableStart(void* body);
 
-/// Start routine of a thread that runs a function; \p block is a `ThreadStartBlock` from
-/// `newStartBlock`.
+/// Start routine of a thread that runs a function; \p block is a `ThreadStartBlock` from the heap,
+/// which it deletes.
 void* functionThreadStart(void* block);
 
 } // namespace gpal::detail

@@ -6,10 +6,8 @@
 #include <gpal/osTimer.h>
 #include <gpal/osTimerThread.h>
 
-#include "base/OwnLock.h"
+#include "base/cancellation.h"
 #include "base/time_math.h"
-
-using gpal::detail::OwnLock;
 
 namespace
 {
@@ -26,6 +24,25 @@ unsigned int takeNextId(unsigned int& counter)
     __atomic_store_n(&counter, next, __ATOMIC_RELAXED);
     return next;
 }
+
+/// Holds a timer's lock for a scope. It is waited for with cancellation held off: a thread that was
+/// cancelled in there would stay counted as waiting, and nobody could take the lock at once any
+/// more, which for a lock is never.
+class FieldsLock
+{
+public:
+    explicit FieldsLock(Semaphore& lock) : m_lock(lock)
+    {
+        const gpal::detail::CancellationHeldOff whileWaiting;
+        m_lock.take(-1);
+    }
+    FieldsLock(const FieldsLock&) = delete;
+    FieldsLock& operator=(const FieldsLock&) = delete;
+    ~FieldsLock() { m_lock.give(); }
+
+private:
+    Semaphore& m_lock;
+};
 
 } // namespace
 
@@ -69,14 +86,14 @@ bool osThreadBasedTimer::start()
     timespec now{};
     clock_gettime(CLOCK_MONOTONIC, &now);
     {
-        const OwnLock fields(m_lock);
+        const FieldsLock fields(m_lock);
         m_expiry = gpal::detail::sum(now, gpal::detail::fromMilliseconds(m_intervalMs));
         m_running = true;
     }
     try {
         m_timerManager->add(this);
     } catch (const std::bad_alloc&) {
-        const OwnLock fields(m_lock);
+        const FieldsLock fields(m_lock);
         m_running = false;
         throw;
     }
@@ -86,7 +103,7 @@ bool osThreadBasedTimer::start()
 bool osThreadBasedTimer::stop()
 {
     {
-        const OwnLock fields(m_lock);
+        const FieldsLock fields(m_lock);
         m_running = false;
     }
     return m_timerManager->remove(this);
@@ -94,7 +111,7 @@ bool osThreadBasedTimer::stop()
 
 bool osThreadBasedTimer::isRunning()
 {
-    const OwnLock fields(m_lock);
+    const FieldsLock fields(m_lock);
     return m_running;
 }
 
@@ -116,7 +133,7 @@ bool osThreadBasedTimer::timerEvent(timespec* now, timespec* next)
     if (now == nullptr || next == nullptr) {
         return false;
     }
-    const OwnLock fields(m_lock);
+    const FieldsLock fields(m_lock);
     if (isEarlier(*now, m_expiry)) {
         const bool nextIsSet = next->tv_sec != 0 || next->tv_nsec != 0;
         if (!nextIsSet || isEarlier(m_expiry, *next)) {
