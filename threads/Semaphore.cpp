@@ -7,10 +7,8 @@
 
 #include "base/locked.h"
 #include "base/time_math.h"
-#include "current_thread.h"
 #include "threads/semaphore_dump.h"
 
-using gpal::detail::currentThread;
 using gpal::detail::locked;
 
 namespace
@@ -105,7 +103,7 @@ int Semaphore::take(int timeoutMs)
 {
     return locked(m_stateMutex, [this, timeoutMs] {
         m_takeCount += 1;
-        const unsigned long self = currentThread();
+        const unsigned long self = pthread_self();
         if ((m_count > 0 && m_waitingCount == 0) || (m_reentrant && m_owner == self)) {
             m_owner = self;
             m_count -= 1;
@@ -118,7 +116,7 @@ int Semaphore::take(int timeoutMs)
 /// The rest of a take that has to wait; on its own, so that one that has not saves fewer registers.
 int Semaphore::takeLater(int timeoutMs)
 {
-    const unsigned long self = currentThread();
+    const unsigned long self = pthread_self();
     if (!waitForUnit(self, timeoutMs)) {
         return NOT_AVAILABLE;
     }
@@ -208,7 +206,7 @@ int Semaphore::give()
         if (m_waitingCount > 0) {
             pthread_cond_signal(&m_available);
         }
-        if (m_count > 0 && m_owner == currentThread()) {
+        if (m_count > 0 && m_owner == pthread_self()) {
             m_owner = 0;
         }
         return 1;
