@@ -29,7 +29,7 @@ protected:
             work();
         });
         TimedThreadIfc* timedThread = m_factory.getNewTimedThread(&protectedWork);
-        EXPECT_EQ(timedThread->runForAMaximumOf(0), 0);
+        timedThread->runForAMaximumOf(0); // short work may even be done by then
         EXPECT_TRUE(eventually([&] { return m_started.load(); }));
         EXPECT_TRUE(m_factory.deleteTimedThread(timedThread));
         EXPECT_TRUE(protectedWork.done());
