@@ -216,14 +216,14 @@ int Semaphore::give()
 void Semaphore::displayInfo()
 {
     gpal::detail::SemaphoreDump dump("Semaphore", this);
-    dump.line("max count") << m_maxCount << '\n';
-    dump.line("current count") << m_count << '\n';
-    dump.line("current owner") << m_owner << '\n';
-    dump.line("give() count") << m_giveCount << '\n';
-    dump.line("take() count") << m_takeCount << '\n';
-    dump.line("take() timeout count") << m_timeoutCount << '\n';
-    dump.line("reentrant") << m_reentrant << '\n';
-    dump.line("Number of threads waiting") << m_waitingCount << '\n';
+    dump.line("max count", m_maxCount);
+    dump.line("current count", m_count);
+    dump.line("current owner", m_owner);
+    dump.line("give() count", m_giveCount);
+    dump.line("take() count", m_takeCount);
+    dump.line("take() timeout count", m_timeoutCount);
+    dump.line("reentrant", m_reentrant);
+    dump.line("Number of threads waiting", m_waitingCount);
     locked(m_waitersMutex, [&] { dump.threads(m_waitingThreads); });
     dump.write();
 }

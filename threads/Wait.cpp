@@ -38,12 +38,12 @@ int Wait::signal()
 void Wait::displayInfo()
 {
     gpal::detail::SemaphoreDump dump("Wait", this);
-    dump.line("max count") << m_maxCount << '\n';
-    dump.line("current count") << m_count << '\n';
-    dump.line("current owner") << m_owner << '\n';
-    dump.line("signal() count") << m_giveCount << '\n';
-    dump.line("wait() count") << m_takeCount << '\n';
-    dump.line("Number of threads waiting") << m_waitingCount << '\n';
+    dump.line("max count", m_maxCount);
+    dump.line("current count", m_count);
+    dump.line("current owner", m_owner);
+    dump.line("signal() count", m_giveCount);
+    dump.line("wait() count", m_takeCount);
+    dump.line("Number of threads waiting", m_waitingCount);
     gpal::detail::locked(m_waitersMutex, [&] { dump.threads(m_waitingThreads); });
     dump.write();
 }

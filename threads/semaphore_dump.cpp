@@ -1,6 +1,7 @@
 #include "threads/semaphore_dump.h"
 
-#include <iomanip>
+#include <cstdarg>
+#include <cstdio>
 
 #include "base/console.h"
 
@@ -10,35 +11,42 @@ namespace
 {
 
 const char* const RULE = "**************************************\n";
-constexpr int LABEL_WIDTH = 26;
 
 } // namespace
 
-SemaphoreDump::SemaphoreDump(const char* type, const void* object)
+SemaphoreDump::SemaphoreDump(const char* type, const void* object) : m_text(RULE)
 {
-    m_text.imbue(std::locale::classic());
-    m_text << RULE << std::left;
-    line("Type") << type << '\n';
-    line("id") << object << '\n';
+    add("%-26s= %s\n", "Type", type);
+    add("%-26s= %p\n", "id", object);
 }
 
-std::ostream& SemaphoreDump::line(const char* label)
+void SemaphoreDump::line(const char* label, long long value)
 {
-    return m_text << std::setw(LABEL_WIDTH) << label << "= ";
+    add("%-26s= %lld\n", label, value);
 }
 
 void SemaphoreDump::threads(const std::multiset<unsigned long>& ids)
 {
     int index = 0;
     for (const unsigned long id : ids) {
-        m_text << index++ << " - " << id << '\n';
+        add("%d - %lu\n", index++, id);
     }
 }
 
 void SemaphoreDump::write()
 {
-    m_text << RULE;
-    writeToConsole(m_text.str());
+    m_text += RULE;
+    writeToConsole(m_text);
+}
+
+void SemaphoreDump::add(const char* format, ...)
+{
+    char line[64];
+    va_list arguments;
+    va_start(arguments, format);
+    std::vsnprintf(line, sizeof line, format, arguments);
+    va_end(arguments);
+    m_text += line;
 }
 
 } // namespace gpal::detail

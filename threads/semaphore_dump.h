@@ -4,7 +4,7 @@
 #define GPAL_THREADS_SEMAPHORE_DUMP_H
 
 #include <set>
-#include <sstream>
+#include <string>
 
 namespace gpal::detail
 {
@@ -16,9 +16,8 @@ public:
     /// Begins with the lines of the type and of the object's address.
     SemaphoreDump(const char* type, const void* object);
 
-    /// Begins the line "label = ", with all values in one column; the caller adds value and line
-    /// end.
-    std::ostream& line(const char* label);
+    /// Adds the line "label = value", with all values in one column.
+    void line(const char* label, long long value);
 
     /// One line for each thread id, in ascending order, numbered from 0.
     void threads(const std::multiset<unsigned long>& ids);
@@ -27,7 +26,9 @@ public:
     void write();
 
 private:
-    std::ostringstream m_text;
+    void add(const char* format, ...) __attribute__((format(printf, 2, 3)));
+
+    std::string m_text;
 };
 
 } // namespace gpal::detail
