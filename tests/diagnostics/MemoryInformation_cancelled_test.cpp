@@ -94,14 +94,16 @@ TEST(CancelledMemoryReport, isNoneWhenTheOutputCannotBeRedirected)
 {
     const support::TemporaryDirectory directory;
     EXPECT_EQ(inForkedChild([&directory](std::ostream& notes) {
+                  const std::string file = directory.path("report");
+                  MemoryInformation memory;
+                  memory.getTotalMemory(); // a sanitizer may need descriptors the first time
                   // Descriptor 0 is the only one that there may be from now on.
                   rlimit before{};
                   getrlimit(RLIMIT_NOFILE, &before);
                   const rlimit one{1, before.rlim_max};
                   close(STDIN_FILENO);
                   setrlimit(RLIMIT_NOFILE, &one);
-                  const bool reported =
-                      MemoryInformation().getAllMemoryInfo(directory.path("report"));
+                  const bool reported = memory.getAllMemoryInfo(file);
                   setrlimit(RLIMIT_NOFILE, &before);
                   notes << (reported ? "reported" : "failed")
                         << (lowestFreeDescriptor() == 0 ? "" : ", a descriptor is left");
