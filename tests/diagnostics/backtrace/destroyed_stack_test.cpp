@@ -113,24 +113,35 @@ void* walkDestroyedStacks(void*)
     return nullptr;
 }
 
-void walkFromOddPlaces()
+/// A walk from a place that somebody names.
+struct WalkFrom {
+    unsigned long pc;
+    unsigned long sp;
+    void* buffer[64];
+    int count;
+
+    void walk() { count = get_ret_addr(pc, sp, 64, buffer); }
+};
+
+std::vector<WalkFrom> walksFromOddPlaces()
 {
-    const unsigned long counters[] = {0,
-                                      1,
-                                      4096,
-                                      ~0UL,
-                                      numberOf(reinterpret_cast<void*>(&chainLeaf)),
-                                      numberOf(chainRecorded),
-                                      numberOf(forbiddenAddress())};
-    for (const unsigned long pc : counters) {
+    std::vector<WalkFrom> walks;
+    for (const unsigned long pc :
+         {0UL, 1UL, 4096UL, ~0UL, numberOf(reinterpret_cast<void*>(&chainLeaf)),
+          numberOf(chainRecorded), numberOf(forbiddenAddress())}) {
         for (const DestroyedPointer& pointer : destroyedPointers()) {
-            SCOPED_TRACE(pointer.what + " " + std::to_string(pc));
-            void* buffer[64] = {};
-            const int count = get_ret_addr(pc, pointer.value, 64, buffer);
-            EXPECT_LE(1, count);
-            EXPECT_LE(count, 64);
-            EXPECT_EQ(pc == 0 ? 0xDEAD0000UL : pc, numberOf(buffer[0]));
+            walks.push_back({pc, pointer.value, {}, 0});
         }
+    }
+    return walks;
+}
+
+void expectStartsThere(const std::vector<WalkFrom>& walks)
+{
+    for (const WalkFrom& walk : walks) {
+        EXPECT_LE(1, walk.count);
+        EXPECT_LE(walk.count, 64);
+        EXPECT_EQ(walk.pc == 0 ? 0xDEAD0000UL : walk.pc, numberOf(walk.buffer[0]));
     }
 }
 
@@ -150,7 +161,19 @@ TEST(DestroyedStack, showsWhereAThreadStood)
 
 TEST(DestroyedStack, endsAWalkFromThere)
 {
-    walkFromOddPlaces();
-    withFaultHandler([](ucontext_t*, int) { walkFromOddPlaces(); },
-                     [] { chainLeaf(forbiddenAddress()); }, true);
+    std::vector<WalkFrom> walks = walksFromOddPlaces();
+    for (WalkFrom& walk : walks) {
+        walk.walk();
+    }
+    expectStartsThere(walks);
+}
+
+TEST(DestroyedStack, endsAWalkFromThereInAHandlerWithAStackOfItsOwn)
+{
+    std::vector<WalkFrom> walks = walksFromOddPlaces();
+    for (WalkFrom& walk : walks) {
+        withFaultHandler([&walk](ucontext_t*, int) { walk.walk(); },
+                         [] { chainLeaf(forbiddenAddress()); }, true);
+    }
+    expectStartsThere(walks);
 }
