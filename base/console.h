@@ -3,8 +3,6 @@
 #ifndef GPAL_BASE_CONSOLE_H
 #define GPAL_BASE_CONSOLE_H
 
-#include <sstream>
-#include <string>
 #include <string_view>
 
 namespace gpal::detail
@@ -18,16 +16,6 @@ void writeToConsole(std::string_view text);
 /// Writes one formatted line, at most 255 characters of it. Takes no memory from the heap, so it
 /// serves where an exception must not arise: in destructors and on other libraries' threads.
 void printToConsole(const char* format, ...) __attribute__((format(printf, 1, 2)));
-
-/// The items strung together as a stream prints them, whatever locale the client has set.
-template <typename... Items>
-std::string asText(const Items&... items)
-{
-    std::ostringstream text;
-    text.imbue(std::locale::classic());
-    (text << ... << items);
-    return text.str();
-}
 
 } // namespace gpal::detail
 

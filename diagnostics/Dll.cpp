@@ -43,13 +43,9 @@ void* Dll::symbol(const std::string& name)
         // said about the library still stands.
         return nullptr;
     }
-    m_lastError = "";
-    m_failed = false;
     void* const address = dlsym(m_handle, name.c_str());
-    if (address == nullptr) {
-        m_lastError = loaderText();
-        m_failed = true;
-    }
+    m_lastError = address == nullptr ? loaderText() : "";
+    m_failed = address == nullptr;
     return address;
 }
 

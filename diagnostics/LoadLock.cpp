@@ -24,7 +24,7 @@ union SemaphoreArgument {
 void printFailure()
 {
     const int error = errno;
-    writeToConsole(asText("semgctl error: ", error, ", ", std::strerror(error), '\n'));
+    printToConsole("semgctl error: %d, %s\n", error, std::strerror(error));
 }
 
 /// Adds \p change to the semaphore; to be undone by the kernel when the process dies.

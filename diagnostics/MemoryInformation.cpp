@@ -7,10 +7,8 @@
 
 #include <gpal/Process.h>
 
-#include "base/console.h"
+#include "base/cancellation.h"
 #include "diagnostics/memory_figures.h"
-
-using gpal::detail::readMemoryFigures;
 
 namespace
 {
@@ -18,16 +16,37 @@ namespace
 constexpr const char* REPORT = "/proc/meminfo";
 constexpr unsigned long KB_PER_MIB = 1024;
 
-/// Sends what the process prints from now on into the file behind \p descriptor, and closes that.
-void redirectOutput(int descriptor)
+/// Reads the report for the figures that are asked for; returns whether it can be opened. A thread
+/// that is cancelled finishes it first: a file stream that is cancelled while it goes ends the
+/// process.
+bool readReport(const gpal::detail::MemoryFigures& wanted)
 {
+    const gpal::detail::CancellationHeldOff untilClosed;
+    std::ifstream report(REPORT);
+    if (report.is_open()) {
+        gpal::detail::readMemoryFigures(report, wanted);
+    }
+    return report.is_open();
+}
+
+/// Sends what the process prints from now on into \p file; returns whether it does. The descriptor
+/// of the file is gone when this returns, however it does.
+bool redirectOutput(const char* file)
+{
+    // This may wait, and be cancelled; nothing is open yet.
     std::fflush(stdout);
-    dup2(descriptor, STDOUT_FILENO);
-    dup2(descriptor, STDERR_FILENO);
+    const gpal::detail::CancellationHeldOff untilRedirected;
+    const int descriptor = open(file, O_RDWR | O_CREAT, 0644);
+    if (descriptor == -1) {
+        return false;
+    }
+    const bool redirected =
+        dup2(descriptor, STDOUT_FILENO) != -1 && dup2(descriptor, STDERR_FILENO) != -1;
     // A process without these two was given one of them by the opening itself.
     if (descriptor != STDOUT_FILENO && descriptor != STDERR_FILENO) {
         close(descriptor);
     }
+    return redirected;
 }
 
 void runTop()
@@ -44,49 +63,39 @@ MemoryInformation::~MemoryInformation() = default;
 
 int MemoryInformation::getTotalMemory()
 {
-    std::ifstream report(REPORT);
-    if (!report.is_open()) {
-        return -1;
-    }
     unsigned long total = 0;
-    readMemoryFigures(report, {&total, nullptr, nullptr});
-    return static_cast<int>(total);
+    return readReport({&total, nullptr, nullptr}) ? static_cast<int>(total) : -1;
 }
 
 int MemoryInformation::getFreeMemory()
 {
-    std::ifstream report(REPORT);
-    if (!report.is_open()) {
-        return -1;
-    }
     unsigned long free = 0;
     unsigned long cached = 0;
-    readMemoryFigures(report, {nullptr, &free, &cached});
-    return static_cast<int>(free / KB_PER_MIB + cached / KB_PER_MIB);
+    return readReport({nullptr, &free, &cached})
+               ? static_cast<int>(free / KB_PER_MIB + cached / KB_PER_MIB)
+               : -1;
 }
 
 bool MemoryInformation::getGenericMemoryInfo(std::string& text)
 {
-    std::ifstream report(REPORT);
-    if (!report.is_open()) {
-        return false;
-    }
     unsigned long total = 0;
     unsigned long free = 0;
     unsigned long cached = 0;
-    readMemoryFigures(report, {&total, &free, &cached});
-    text = gpal::detail::asText("Memory: total ", total / KB_PER_MIB, "MiB, free ",
-                                free / KB_PER_MIB, "MiB, cached ", cached / KB_PER_MIB, "MiB");
+    if (!readReport({&total, &free, &cached})) {
+        return false;
+    }
+    char summary[128];
+    std::snprintf(summary, sizeof summary, "Memory: total %luMiB, free %luMiB, cached %luMiB",
+                  total / KB_PER_MIB, free / KB_PER_MIB, cached / KB_PER_MIB);
+    text = summary;
     return true;
 }
 
 bool MemoryInformation::getAllMemoryInfo(const std::string& file)
 {
-    const int descriptor = open(file.c_str(), O_RDWR | O_CREAT, 0644);
-    if (descriptor == -1) {
+    if (!redirectOutput(file.c_str())) {
         return false;
     }
-    redirectOutput(descriptor);
     try {
         runTop();
     } catch (const GPALProcessException&) {

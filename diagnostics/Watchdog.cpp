@@ -27,7 +27,7 @@ void tellDriver(const char* command)
 
 Watchdog::Watchdog() = default;
 
-// Not in the header: programs are linked against it.
+// Not in the header: it is one of the library's exported symbols.
 Watchdog::~Watchdog() {} // NOLINT(modernize-use-equals-default)
 
 void Watchdog::stopWatchdogMonitor()
@@ -47,6 +47,7 @@ void Watchdog::kickWatchdog()
 
 int Watchdog::getPIdByName(std::string name)
 {
+    const gpal::detail::CancellationHeldOff untilFound; // or a file that is looked at stays open
     std::list<std::string> entries;
     Storage::getListOfDirectoriesByDirectoryNoPath("/proc/", &entries);
     for (const std::string& entry : entries) {

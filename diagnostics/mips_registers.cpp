@@ -9,8 +9,7 @@ namespace gpal::detail
 
 void describeMipsRegisters(const MipsRegisters& registers, int signal, char* text, std::size_t size)
 {
-    // The dump shows a bus error four instructions back, the walk starts one back; both are as the
-    // maintainers' tools know them.
+    // Deliberately 16, where the walk starts 4 back: both are part of the interface.
     const std::uint32_t back = signal == MIPS_SIGBUS ? 16 : 0;
     RegisterText description(text, size);
     description.add("", "pc", static_cast<std::uint32_t>(registers.pc - back), "");

@@ -34,7 +34,7 @@ public:
     Prologue prologue(MipsAddress first, MipsAddress sp) const;
 
 private:
-    MipsWord word(MipsAddress address) const;
+    MipsWord word(MipsAddress address) const { return m_program.instruction(address); }
     bool isSystemCall(MipsAddress address) const { return SYSTEM_CALL.matches(word(address)); }
     bool endsPreviousFunction(MipsAddress firstReturn) const;
     MipsAddress afterScan(MipsAddress ended) const;
@@ -43,19 +43,6 @@ private:
     MipsAddress m_start;
     MipsAddress m_pc;
 };
-
-/// The instruction at \p address. Beside the function itself, its page is there to be read, and
-/// what the loader knows to be code; elsewhere nothing is read, and 0 is no instruction of
-/// interest.
-MipsWord Function::word(MipsAddress address) const
-{
-    const bool inFunction = address >= m_start && address <= m_pc;
-    const bool onPage = address / PAGE == m_pc / PAGE;
-    if (inFunction || onPage || findFunctionStart(m_program, address) != 0) {
-        return m_program.instruction(address);
-    }
-    return 0;
-}
 
 /// The stack pointer of the caller-to-be: wrappers of system calls give their room back right
 /// behind the system call, so a thread that stands there has not done it yet.
@@ -76,7 +63,7 @@ bool Function::endsPreviousFunction(MipsAddress firstReturn) const
 {
     const MipsAddress pageEnd = (firstReturn / PAGE + 1) * PAGE;
     for (MipsAddress address = firstReturn + 2 * WORD; address < pageEnd; address += WORD) {
-        const MipsWord instruction = m_program.instruction(address);
+        const MipsWord instruction = word(address);
         if (RETURN.matches(instruction)) {
             return true;
         }
@@ -183,7 +170,7 @@ int walkMipsStack(const MipsProgram& program, MipsAddress pc, MipsAddress sp, Mi
     if (max > 0 && findFunctionStart(program, pc) == 0) {
         record(0, pc == 0 ? NULL_CALLED : pc);
         count = 1;
-        // Deliberately plus, where every other step has minus: this entry has always been shown so.
+        // Deliberately plus, where every other step has minus: the entry is part of the interface.
         pc = ra + 2 * WORD;
     }
     while (count < max) {

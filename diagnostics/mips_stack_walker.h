@@ -33,10 +33,12 @@ public:
     /// The start of the symbol that the loader names for \p address; 0 when it knows none.
     virtual MipsAddress symbolStart(MipsAddress address) const = 0;
 
-    /// The instruction at \p address, a multiple of 4 that there is reason to believe is code.
+    /// The instruction at \p address, a multiple of 4; 0, which is none of interest, where nothing
+    /// can be read.
     virtual MipsWord instruction(MipsAddress address) const = 0;
 
-    /// The word at \p address; none when that is no multiple of 4 or not in the thread's stack.
+    /// The word at \p address; none when that is no multiple of 4 or not in the thread's
+    /// stack, or it can't be read.
     virtual std::optional<MipsWord> stackWord(MipsAddress address) const = 0;
 
 protected:

@@ -1,14 +1,28 @@
 #include "diagnostics/thread_stack.h"
 
+#include <algorithm>
+#include <cerrno>
 #include <pthread.h>
 #include <signal.h>
 #include <sys/auxv.h>
+#include <sys/syscall.h>
+#include <unistd.h>
 
 namespace gpal::detail
 {
 
 namespace
 {
+
+constexpr std::uintptr_t WORD = sizeof(std::uintptr_t);
+
+/// Memory is there or not in pieces of this size at least.
+constexpr std::uintptr_t PAGE_SIZE = 4096;
+
+constexpr std::uintptr_t startOfPage(std::uintptr_t address)
+{
+    return address / PAGE_SIZE * PAGE_SIZE;
+}
 
 /// The end of the stack that \p address lies on. The C library keeps a thread's description, which
 /// its id points to, at the top of the thread's stack. The first thread's is elsewhere, below its
@@ -29,15 +43,51 @@ bool onAlternateStack()
     return sigaltstack(nullptr, &alternate) == 0 && (alternate.ss_flags & SS_ONSTACK) != 0;
 }
 
+/// Whether the page that starts at \p address is there to be read.
+bool isReadable(std::uintptr_t page)
+{
+    // The kernel fetches the signal set first, where it answers EFAULT in place of a fault, and
+    // only then refuses the order "-1": nothing changes. Every program needs this call, so no
+    // kernel, emulator or sandbox lacks it.
+    const int errnoBefore = errno;
+    syscall(SYS_rt_sigprocmask, -1, page, nullptr, _NSIG / 8);
+    const bool fetched = errno == EINVAL;
+    errno = errnoBefore;
+    return fetched;
+}
+
 } // namespace
 
-StackRange stackInUse(std::uintptr_t stackPointer)
+MemoryRange::MemoryRange(std::uintptr_t low, std::uintptr_t top, std::uintptr_t knownTop)
+    : m_low(low), m_top(top / WORD * WORD), m_knownLow(low), m_knownTop(std::min(knownTop, m_top))
+{
+}
+
+/// Finds out whether \p address can be read, and remembers its page.
+bool MemoryRange::reach(std::uintptr_t address)
+{
+    const std::uintptr_t page = startOfPage(address);
+    if (!holds(address) || page == m_missingPage) {
+        return false;
+    }
+    if (!isReadable(page)) {
+        m_missingPage = page;
+        return false;
+    }
+    if (page != m_knownTop) {
+        m_knownLow = std::max(page, m_low);
+    }
+    m_knownTop = std::min(page + PAGE_SIZE, m_top);
+    return true;
+}
+
+MemoryRange stackInUse(std::uintptr_t stackPointer)
 {
     // What is in use lies above this very function's frame.
     const auto here = reinterpret_cast<std::uintptr_t>(__builtin_frame_address(0));
     const std::uintptr_t top = stackTopAbove(here);
     if (here <= stackPointer && stackPointer < top) {
-        return {here, top};
+        return {here, top, startOfPage(here) + PAGE_SIZE};
     }
     if (onAlternateStack()) {
         return {stackPointer, stackTopAbove(stackPointer)};

@@ -8,7 +8,7 @@
 #include <gpal/export.h>
 
 /// Reads the kernel's "/proc/meminfo", anew with each call. A key that is missing there counts as
-/// 0. Callable from any thread, save for `getAllMemoryInfo`.
+/// 0. Callable from any thread, and no cancellation points, save for `getAllMemoryInfo`.
 class GPAL_API MemoryInformation
 {
 public:
@@ -31,9 +31,11 @@ public:
     /// Standard output and standard error of the calling process stay redirected to \p file. Meant
     /// for a process that ends soon after.
     ///
-    /// \return false when \p file can't be opened, or `top` not be started
+    /// \return false when \p file can't be opened, the output not be redirected, or `top` not be
+    ///         started
     ///
-    /// A cancellation point; waits until `top` has ended.
+    /// A cancellation point, at first while standard output is flushed, then while it waits until
+    /// `top` has ended; the output is redirected then.
     bool getAllMemoryInfo(const std::string& file);
 };
 

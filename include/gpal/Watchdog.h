@@ -9,7 +9,8 @@
 
 /// Talks to the driver of the system chip's watchdog through its control file
 /// "/proc/driver/ifx_wdt". Each command is one write. Where there is no driver the commands do
-/// nothing; nothing is reported. Callable from any thread.
+/// nothing; nothing is reported. Callable from any thread. Nothing here is a cancellation point:
+/// what was begun is finished first.
 class GPAL_API Watchdog
 {
 public:

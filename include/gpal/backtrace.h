@@ -18,13 +18,22 @@
 /// On the device a walk also ends at a function that calls itself twice in a row from one place.
 ///
 /// On x86-64 a walk reads the `.eh_frame` tables that compilers write by default: neither frame
-/// pointers nor exported functions are needed. On other processors the runtime's unwinder is asked:
-/// its first use may allocate, it finds no caller of a null pointer, and it describes no registers.
+/// pointers nor exported functions are needed. Code that registers tables of its own while it runs,
+/// as just-in-time compilers do, ends a walk.
+///
+/// On other processors the runtime's unwinder is asked, from the calling function on: its first use
+/// may allocate, it finds no caller of a null pointer, a context is taken for the one that the
+/// calling handler interrupted, and registers are not described.
 ///
 /// **Signal handlers.** All functions but `get_backtrace_symbols` may be called in a signal handler
 /// (x86-64: no allocation, no locks, no files; the device: the same but for the loader's `dladdr`).
 /// They read the calling thread's own stack only, the interrupted part included. Any number of
 /// threads may call them at once, except `get_context_register_info`.
+///
+/// **Destroyed stacks.** Program counters and stack pointers may be anything: what lies elsewhere
+/// than on the stack, or is not there to be read, ends a walk. (Other processors: the same for the
+/// place where a handler was entered.) A handler for a stack that is used up or lost needs a stack
+/// of its own, `sigaltstack(2)`. Libraries whose functions are on the stack stay loaded meanwhile.
 #ifndef GPAL_BACKTRACE_H
 #define GPAL_BACKTRACE_H
 

@@ -27,11 +27,6 @@ MipsLandmarks lookUpLandmarks()
 
 const MipsLandmarks LANDMARKS = lookUpLandmarks();
 
-MipsWord wordAt(MipsAddress address)
-{
-    return *reinterpret_cast<const volatile MipsWord*>(address);
-}
-
 /// The program that this code runs in, and the part of the thread's stack around a stack pointer.
 class OwnProgram final : public MipsProgram
 {
@@ -48,18 +43,22 @@ public:
         return named ? reinterpret_cast<MipsAddress>(found.dli_saddr) : 0;
     }
 
-    MipsWord instruction(MipsAddress address) const override { return wordAt(address); }
+    MipsWord instruction(MipsAddress address) const override
+    {
+        MipsWord word = 0;
+        m_code.read(address, word);
+        return word;
+    }
 
     std::optional<MipsWord> stackWord(MipsAddress address) const override
     {
-        if (!m_stack.holdsWord(address, sizeof(MipsWord))) {
-            return std::nullopt;
-        }
-        return wordAt(address);
+        MipsWord word = 0;
+        return m_stack.read(address, word) ? std::optional<MipsWord>(word) : std::nullopt;
     }
 
 private:
-    StackRange m_stack;
+    mutable MemoryRange m_stack;
+    mutable MemoryRange m_code{0, UINTPTR_MAX};
 };
 
 int walk(MipsAddress pc, MipsAddress sp, MipsAddress ra, void** buffer, int max)

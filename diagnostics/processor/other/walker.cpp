@@ -1,6 +1,7 @@
 // Any processor without a walker of its own: the runtime's unwinder walks the calling thread's
 // stack. It may allocate when it is used for the first time, and its walk starts from its caller:
-// from a signal's context it starts at the frame that is marked as interrupted.
+// from a signal's context it starts at the frame that is marked as interrupted. It reads whatever a
+// stack pointer leads it to, so it is only let go on from one that lies on the stack.
 #include "diagnostics/stack_walker.h"
 
 #include <cstdint>
@@ -8,6 +9,7 @@
 #include <dlfcn.h>
 #include <unwind.h>
 
+#include "diagnostics/thread_stack.h"
 #include "here.h"
 
 namespace gpal::detail
@@ -49,6 +51,20 @@ bool startsHere(const Walk& walk, _Unwind_Context* frame, bool interrupted)
     }
 }
 
+/// Whether the stack at \p sp can be read, as far as frames usually reach.
+bool isStack(std::uintptr_t sp)
+{
+    constexpr std::uintptr_t STEP = 4096;
+    constexpr std::uintptr_t FAR = 16 * STEP;
+    MemoryRange stack = stackInUse(sp);
+    std::uintptr_t word = 0;
+    bool readable = stack.holds(sp);
+    for (std::uintptr_t way = 0; readable && way < FAR && stack.holds(sp + way); way += STEP) {
+        readable = stack.read(sp + way, word);
+    }
+    return readable;
+}
+
 _Unwind_Reason_Code visit(_Unwind_Context* frame, void* argument)
 {
     Walk& walk = *static_cast<Walk*>(argument);
@@ -63,6 +79,9 @@ _Unwind_Reason_Code visit(_Unwind_Context* frame, void* argument)
     }
     const std::uintptr_t place = pc == 0 ? NULL_CALLED : pc - (interrupted != 0 ? 0 : 1);
     walk.buffer[walk.count++] = reinterpret_cast<void*>(place);
+    if (interrupted != 0 && !isStack(_Unwind_GetCFA(frame))) {
+        return _URC_END_OF_STACK;
+    }
     const bool inMain = MAIN != 0 && _Unwind_GetRegionStart(frame) == MAIN;
     return inMain ? _URC_END_OF_STACK : _URC_NO_REASON;
 }
@@ -90,7 +109,9 @@ int walkFrom(unsigned long pc, unsigned long sp, void** buffer, int max)
 {
     buffer[0] = reinterpret_cast<void*>(pc == 0 ? NULL_CALLED : pc);
     Walk walk{From::STACK_POINTER, sp, buffer, max, 1, false};
-    _Unwind_Backtrace(visit, &walk);
+    if (stackInUse(sp).holds(sp)) {
+        _Unwind_Backtrace(visit, &walk);
+    }
     return walk.count;
 }
 

@@ -39,7 +39,11 @@ public:
         return number;
     }
 
-    std::uint64_t readUnsigned() { return readGroups().number; }
+    std::uint64_t readUnsigned()
+    {
+        const bool isOneByte = !atEnd() && *m_next < 0x80;
+        return isOneByte ? *m_next++ : readGroups().number;
+    }
 
     std::int64_t readSigned()
     {

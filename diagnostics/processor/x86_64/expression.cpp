@@ -30,7 +30,7 @@ constexpr std::uint8_t GROUP = 32;
 class Evaluation
 {
 public:
-    Evaluation(const Registers& registers, const StackRange& stack)
+    Evaluation(const Registers& registers, MemoryRange& stack)
         : m_registers(registers), m_stack(stack)
     {
     }
@@ -62,7 +62,7 @@ private:
     static constexpr int DEPTH = 8;
 
     const Registers& m_registers;
-    const StackRange& m_stack;
+    MemoryRange& m_stack;
     std::uint64_t m_values[DEPTH] = {};
     int m_depth = 0;
 };
@@ -75,8 +75,8 @@ bool Evaluation::pushRegister(int number, std::int64_t offset)
 
 bool Evaluation::pushWordAt(std::optional<std::uint64_t> address)
 {
-    const auto word = address ? stackWord(m_stack, *address) : std::nullopt;
-    return word && push(*word);
+    std::uint64_t word = 0;
+    return address && m_stack.read(*address, word) && push(word);
 }
 
 bool Evaluation::combine(std::uint8_t operation)
@@ -131,7 +131,7 @@ bool Evaluation::execute(std::uint8_t operation, ByteReader& reader)
 } // namespace
 
 std::optional<std::uint64_t> evaluate(const std::uint8_t* expression, const Registers& registers,
-                                      const StackRange& stack, std::optional<std::uint64_t> pushed)
+                                      MemoryRange& stack, std::optional<std::uint64_t> pushed)
 {
     constexpr int LENGTH_BYTES = 10;
     ByteReader lengthReader(expression, expression + LENGTH_BYTES);

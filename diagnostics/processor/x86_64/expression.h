@@ -7,7 +7,6 @@
 #include <optional>
 
 #include "diagnostics/processor/x86_64/registers.h"
-#include "diagnostics/processor/x86_64/stack_word.h"
 #include "diagnostics/thread_stack.h"
 
 namespace gpal::detail
@@ -17,7 +16,7 @@ namespace gpal::detail
 /// \p pushed is on the expression's stack at its start, unless none. None when the expression does
 /// what compilers for this processor do not write, or reads what is not in \p stack.
 std::optional<std::uint64_t> evaluate(const std::uint8_t* expression, const Registers& registers,
-                                      const StackRange& stack, std::optional<std::uint64_t> pushed);
+                                      MemoryRange& stack, std::optional<std::uint64_t> pushed);
 
 } // namespace gpal::detail
 

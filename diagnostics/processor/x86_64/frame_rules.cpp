@@ -1,5 +1,8 @@
 #include "diagnostics/processor/x86_64/frame_rules.h"
 
+#include <algorithm>
+#include <array>
+
 namespace gpal::detail
 {
 
@@ -44,92 +47,127 @@ constexpr std::uint8_t OPERATION_BITS = 0xC0;
 class RulesProgram
 {
 public:
-    RulesProgram(const UnwindEntry& entry, std::uintptr_t address)
-        : m_entry(entry), m_location(entry.functionStart), m_address(address)
+    RulesProgram(const UnwindEntry& entry, std::uintptr_t address, FrameRules& rules)
+        : m_entry(entry), m_location(entry.functionStart), m_address(address), m_rules(rules)
     {
     }
 
-    bool run()
-    {
-        if (!run(m_entry.initialInstructions)) {
-            return false;
-        }
-        m_initial = m_rules;
-        return run(m_entry.instructions);
-    }
-
-    const FrameRules& rules() const { return m_rules; }
+    bool run();
 
 private:
-    bool run(ByteReader reader);
     bool execute(std::uint8_t instruction, ByteReader& reader);
     bool executeBase(std::uint8_t instruction, ByteReader& reader);
     bool executeRegister(std::uint8_t instruction, ByteReader& reader);
     bool remember();
     bool restoreRemembered();
 
-    void advance(std::uint64_t steps) { m_location += steps * m_entry.codeAlignment; }
+    void advance(std::uint64_t steps) { m_location += steps * m_entry.common.codeAlignment; }
 
-    std::int64_t factored(std::uint64_t offset) const
+    std::uint64_t readFactored(ByteReader& reader) const
     {
-        return static_cast<std::int64_t>(offset) * m_entry.dataAlignment;
+        return reader.readUnsigned() * m_entry.common.dataAlignment;
     }
 
-    /// Registers that no walk needs (those of the floating point unit) are passed over.
-    void set(std::uint64_t number, const RegisterRule& rule)
+    std::uint64_t readSignedFactored(ByteReader& reader) const
     {
-        if (number < REGISTER_COUNT) {
-            m_rules.registers[number] = rule;
+        return static_cast<std::uint64_t>(reader.readSigned()) * m_entry.common.dataAlignment;
+    }
+
+    /// Adds a rule; returns whether there was room. Registers that no walk needs (those of the
+    /// floating point unit) are passed over.
+    bool set(std::uint64_t number, RegisterRule::Kind kind, std::uint64_t operand)
+    {
+        if (number >= REGISTER_COUNT) {
+            return true;
         }
+        if (m_rules.count == FrameRules::ROOM && !forgetReplaced()) {
+            return false;
+        }
+        m_rules.rules[m_rules.count++] = {kind, static_cast<std::uint8_t>(number), operand};
+        return true;
     }
 
-    void restore(std::uint64_t number)
+    bool forgetReplaced();
+
+    bool restore(std::uint64_t number)
     {
-        if (number < REGISTER_COUNT) {
-            m_rules.registers[number] = m_initial.registers[number];
-        }
+        const RegisterRule initial =
+            m_rules.ruleFor(static_cast<std::uint8_t>(number), m_initialCount);
+        return set(number, initial.kind, initial.operand);
     }
+
+    /// Going back to remembered rules is to forget those that were added since.
+    struct Remembered {
+        FrameBase base;
+        int count;
+    };
 
     static constexpr int DEPTH = 4;
 
     const UnwindEntry& m_entry;
     std::uintptr_t m_location;
     std::uintptr_t m_address;
-    FrameRules m_rules;
-    FrameRules m_initial;
-    std::optional<FrameRules> m_remembered[DEPTH];
+    FrameRules& m_rules;
+    int m_initialCount = 0;
+    Remembered m_remembered[DEPTH];
     int m_depth = 0;
 };
 
+/// Makes room: takes away what a later rule replaces, as far as nothing will go back to it.
+bool RulesProgram::forgetReplaced()
+{
+    const int kept = m_depth > 0 ? m_remembered[m_depth - 1].count : m_initialCount;
+    unsigned int numbers = 0;
+    const int before = m_rules.count;
+    RegisterRule* const end = m_rules.rules + before;
+    RegisterRule* first = end;
+    for (int i = before - 1; i >= kept; --i) {
+        const RegisterRule rule = m_rules.rules[i];
+        if ((numbers >> rule.number & 1) == 0) {
+            *--first = rule;
+        }
+        numbers |= 1U << rule.number;
+    }
+    m_rules.count = static_cast<int>(std::copy(first, end, m_rules.rules + kept) - m_rules.rules);
+    return m_rules.count < before;
+}
+
+/// Passes over an expression; null when it is cut short.
 const std::uint8_t* takeExpression(ByteReader& reader)
 {
     const std::uint8_t* expression = reader.position();
-    reader.skip(reader.readUnsigned());
+    const std::uint64_t length = reader.readUnsigned();
+    if (length > static_cast<std::uint64_t>(reader.end() - reader.position())) {
+        return nullptr;
+    }
+    reader.skip(length);
     return expression;
 }
 
-bool RulesProgram::run(ByteReader reader)
+bool RulesProgram::run()
 {
-    while (!reader.atEnd() && m_location <= m_address) {
-        const auto instruction = reader.read<std::uint8_t>();
-        const std::uint8_t operand = instruction & static_cast<std::uint8_t>(~OPERATION_BITS);
-        switch (instruction & OPERATION_BITS) {
-        case ADVANCE:
-            advance(operand);
-            break;
-        case OFFSET:
-            set(operand, {RegisterRule::SAVED_AT_OFFSET, factored(reader.readUnsigned()), nullptr});
-            break;
-        case RESTORE:
-            restore(operand);
-            break;
-        default:
-            if (!execute(instruction, reader)) {
-                return false;
+    bool known = true;
+    for (ByteReader reader : std::array{m_entry.common.instructions, m_entry.instructions}) {
+        m_initialCount = m_rules.count;
+        while (known && !reader.atEnd() && m_location <= m_address) {
+            const auto instruction = reader.read<std::uint8_t>();
+            const std::uint8_t operand = instruction & static_cast<std::uint8_t>(~OPERATION_BITS);
+            switch (instruction & OPERATION_BITS) {
+            case ADVANCE:
+                advance(operand);
+                break;
+            case OFFSET:
+                known = set(operand, RegisterRule::SAVED_AT_OFFSET, readFactored(reader));
+                break;
+            case RESTORE:
+                known = restore(operand);
+                break;
+            default:
+                known = execute(instruction, reader);
             }
         }
     }
-    return true;
+    return known;
 }
 
 bool RulesProgram::execute(std::uint8_t instruction, ByteReader& reader)
@@ -153,6 +191,10 @@ bool RulesProgram::execute(std::uint8_t instruction, ByteReader& reader)
     case ARGUMENTS_SIZE:
         reader.readUnsigned();
         return true;
+    case BASE_OFFSET: // the most frequent one
+        m_rules.base.offset = reader.readUnsigned();
+        m_rules.base.expression = nullptr;
+        return true;
     default:
         return executeBase(instruction, reader) || executeRegister(instruction, reader);
     }
@@ -163,7 +205,9 @@ bool RulesProgram::remember()
     if (m_depth == DEPTH) {
         return false;
     }
-    m_remembered[m_depth++] = m_rules;
+    m_remembered[m_depth].base = m_rules.base;
+    m_remembered[m_depth].count = m_rules.count;
+    ++m_depth;
     return true;
 }
 
@@ -172,77 +216,69 @@ bool RulesProgram::restoreRemembered()
     if (m_depth == 0) {
         return false;
     }
-    m_rules = *m_remembered[--m_depth];
+    --m_depth;
+    m_rules.base = m_remembered[m_depth].base;
+    m_rules.count = m_remembered[m_depth].count;
     return true;
 }
 
 bool RulesProgram::executeBase(std::uint8_t instruction, ByteReader& reader)
 {
+    FrameBase& base = m_rules.base;
     switch (instruction) {
     case BASE:
-        m_rules.baseRegister = reader.readUnsigned();
-        m_rules.baseOffset = static_cast<std::int64_t>(reader.readUnsigned());
+        base.number = reader.readUnsigned();
+        base.offset = reader.readUnsigned();
         break;
     case BASE_SIGNED:
-        m_rules.baseRegister = reader.readUnsigned();
-        m_rules.baseOffset = reader.readSigned() * m_entry.dataAlignment;
+        base.number = reader.readUnsigned();
+        base.offset = readSignedFactored(reader);
         break;
     case BASE_REGISTER:
-        m_rules.baseRegister = reader.readUnsigned();
-        break;
-    case BASE_OFFSET:
-        m_rules.baseOffset = static_cast<std::int64_t>(reader.readUnsigned());
+        base.number = reader.readUnsigned();
         break;
     case BASE_OFFSET_SIGNED:
-        m_rules.baseOffset = reader.readSigned() * m_entry.dataAlignment;
+        base.offset = readSignedFactored(reader);
         break;
     case BASE_EXPRESSION:
-        m_rules.baseExpression = takeExpression(reader);
-        return true;
+        base.expression = takeExpression(reader);
+        return base.expression != nullptr;
     default:
         return false;
     }
-    m_rules.baseExpression = nullptr;
+    base.expression = nullptr;
     return true;
 }
 
 bool RulesProgram::executeRegister(std::uint8_t instruction, ByteReader& reader)
 {
     const std::uint64_t number = reader.readUnsigned();
+    const std::uint8_t* expression = nullptr;
     switch (instruction) {
     case OFFSET_EXTENDED:
-        set(number, {RegisterRule::SAVED_AT_OFFSET, factored(reader.readUnsigned()), nullptr});
-        return true;
+        return set(number, RegisterRule::SAVED_AT_OFFSET, readFactored(reader));
     case OFFSET_SIGNED:
-        set(number,
-            {RegisterRule::SAVED_AT_OFFSET, reader.readSigned() * m_entry.dataAlignment, nullptr});
-        return true;
+        return set(number, RegisterRule::SAVED_AT_OFFSET, readSignedFactored(reader));
     case RESTORE_EXTENDED:
-        restore(number);
-        return true;
+        return restore(number);
     case UNDEFINE:
-        set(number, {RegisterRule::UNDEFINED, 0, nullptr});
-        return true;
+        return set(number, RegisterRule::UNDEFINED, 0);
     case SAME_VALUE:
-        set(number, {});
-        return true;
+        return set(number, RegisterRule::UNCHANGED, 0);
     case IN_OTHER_REGISTER:
-        set(number,
-            {RegisterRule::IN_REGISTER, static_cast<std::int64_t>(reader.readUnsigned()), nullptr});
-        return true;
-    case AT_EXPRESSION:
-        set(number, {RegisterRule::SAVED_AT_EXPRESSION, 0, takeExpression(reader)});
-        return true;
+        return set(number, RegisterRule::IN_REGISTER, reader.readUnsigned());
     case VALUE_OFFSET:
-        set(number, {RegisterRule::BASE_PLUS_OFFSET, factored(reader.readUnsigned()), nullptr});
-        return true;
+        return set(number, RegisterRule::BASE_PLUS_OFFSET, readFactored(reader));
     case VALUE_OFFSET_SIGNED:
-        set(number,
-            {RegisterRule::BASE_PLUS_OFFSET, reader.readSigned() * m_entry.dataAlignment, nullptr});
-        return true;
+        return set(number, RegisterRule::BASE_PLUS_OFFSET, readSignedFactored(reader));
+    case AT_EXPRESSION:
     case VALUE_EXPRESSION:
-        set(number, {RegisterRule::EXPRESSION, 0, takeExpression(reader)});
-        return true;
+        expression = takeExpression(reader);
+        return expression != nullptr &&
+               set(number,
+                   instruction == AT_EXPRESSION ? RegisterRule::SAVED_AT_EXPRESSION
+                                                : RegisterRule::EXPRESSION,
+                   reinterpret_cast<std::uintptr_t>(expression));
     default:
         return false;
     }
@@ -250,13 +286,11 @@ bool RulesProgram::executeRegister(std::uint8_t instruction, ByteReader& reader)
 
 } // namespace
 
-std::optional<FrameRules> frameRulesAt(const UnwindEntry& entry, std::uintptr_t address)
+bool findFrameRules(const UnwindEntry& entry, std::uintptr_t address, FrameRules& rules)
 {
-    RulesProgram program(entry, address);
-    if (!program.run()) {
-        return std::nullopt;
-    }
-    return program.rules();
+    rules.base = FrameBase{};
+    rules.count = 0;
+    return RulesProgram(entry, address, rules).run();
 }
 
 } // namespace gpal::detail

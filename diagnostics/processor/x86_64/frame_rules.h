@@ -3,8 +3,6 @@
 #ifndef GPAL_DIAGNOSTICS_X86_64_FRAME_RULES_H
 #define GPAL_DIAGNOSTICS_X86_64_FRAME_RULES_H
 
-#include <optional>
-
 #include "diagnostics/processor/x86_64/registers.h"
 #include "diagnostics/processor/x86_64/unwind_tables.h"
 
@@ -18,29 +16,45 @@ struct RegisterRule {
         UNDEFINED,
         SAVED_AT_OFFSET,     ///< in the word that `operand` bytes from the frame's base
         BASE_PLUS_OFFSET,    ///< the frame's base plus `operand`
-        SAVED_AT_EXPRESSION, ///< in the word whose address an expression gives
-        EXPRESSION,          ///< the result of an expression
+        SAVED_AT_EXPRESSION, ///< in the word whose address the expression at `operand` gives
+        EXPRESSION,          ///< the result of the expression at `operand`
         IN_REGISTER          ///< in register `operand`
     };
 
-    Kind kind = UNCHANGED;
-    std::int64_t operand = 0;                 ///< an offset or a register
-    const std::uint8_t* expression = nullptr; ///< starts with its length
+    Kind kind;
+    std::uint8_t number;   ///< of the register
+    std::uint64_t operand; ///< offsets wrap
 };
 
+/// The frame's base, which is the caller's stack pointer: an expression, or else a register plus an
+/// offset.
+struct FrameBase {
+    std::uint64_t number = RSP; ///< of the register
+    std::uint64_t offset = 0;
+    const std::uint8_t* expression = nullptr;
+};
+
+/// The last rule about a register is the one that holds; without any it is unchanged.
 struct FrameRules {
-    /// The frame's base, which is the caller's stack pointer: an expression, or else a register
-    /// plus an offset.
-    std::uint64_t baseRegister = RSP;
-    std::int64_t baseOffset = 0;
-    const std::uint8_t* baseExpression = nullptr;
+    static constexpr int ROOM = 32;
 
-    RegisterRule registers[REGISTER_COUNT];
+    FrameBase base;
+    int count = 0;
+    RegisterRule rules[ROOM];
+
+    /// The rule about register \p number among the first \p among.
+    RegisterRule ruleFor(std::uint8_t number, int among) const
+    {
+        while (among > 0 && rules[among - 1].number != number) {
+            --among;
+        }
+        return among > 0 ? rules[among - 1] : RegisterRule{RegisterRule::UNCHANGED, number, 0};
+    }
 };
 
-/// The rules at \p address in the function of \p entry; none when they are in a form that compilers
-/// for this processor do not write.
-std::optional<FrameRules> frameRulesAt(const UnwindEntry& entry, std::uintptr_t address);
+/// Finds the rules at \p address in the function of \p entry. Returns false when they are in a form
+/// that compilers for this processor do not write.
+bool findFrameRules(const UnwindEntry& entry, std::uintptr_t address, FrameRules& rules);
 
 } // namespace gpal::detail
 

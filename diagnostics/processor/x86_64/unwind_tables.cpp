@@ -43,66 +43,59 @@ std::uint64_t readSized(ByteReader& reader, std::uint64_t size)
     }
 }
 
-/// The binary search table of an object: pairs of a function's start and its entry, both as
-/// distances from the start of the table's section, sorted by the first.
-struct SearchTable {
-    struct Pair {
-        std::int32_t start;
-        std::int32_t entry;
-    };
-
-    const std::uint8_t* pairs = nullptr;
-    std::uint32_t count = 0;
-
-    Pair at(std::uint32_t place) const
-    {
-        Pair pair{};
-        std::memcpy(&pair, pairs + sizeof pair * place, sizeof pair);
-        return pair;
-    }
+/// One of the pairs that an object's search table consists of: a function's start and its entry,
+/// both as distances from the start of the index; sorted by the first.
+struct Pair {
+    std::int32_t start;
+    std::int32_t entry;
 };
 
-SearchTable searchTableOf(const LoadedObject& object)
+Pair pairAt(const std::uint8_t* pairs, std::size_t place)
+{
+    Pair pair{};
+    std::memcpy(&pair, pairs + place * sizeof pair, sizeof pair);
+    return pair;
+}
+
+/// The search table in \p index; empty when it is none in the usual form.
+ByteReader searchTableIn(const std::uint8_t* index, const std::uint8_t* end)
 {
     constexpr std::uint8_t VERSION = 1;
     constexpr std::uint8_t FOUR_BYTES = 0x03;
     constexpr std::uint8_t FROM_SECTION_START = 0x3B;
-    if (object.index == nullptr) {
-        return {};
-    }
-    const auto* end = reinterpret_cast<const std::uint8_t*>(object.end);
-    ByteReader header(object.index, end);
+    ByteReader header(index, end);
     const bool knownVersion = header.read<std::uint8_t>() == VERSION;
     const std::uint64_t pointerSize = sizeOf(header.read<std::uint8_t>());
     const bool knownCount = header.read<std::uint8_t>() == FOUR_BYTES;
     const bool knownTable = header.read<std::uint8_t>() == FROM_SECTION_START;
-    if (!knownVersion || pointerSize == 0 || !knownCount || !knownTable) {
-        return {};
-    }
     header.skip(pointerSize);
-    const auto count = header.read<std::uint32_t>();
-    const auto room = static_cast<std::uint64_t>(end - header.position());
-    return room / sizeof(SearchTable::Pair) < count ? SearchTable{}
-                                                    : SearchTable{header.position(), count};
+    const std::uint64_t size = header.read<std::uint32_t>() * sizeof(Pair);
+    const bool fits = size <= static_cast<std::uint64_t>(end - header.position());
+    if (!knownVersion || pointerSize == 0 || !knownCount || !knownTable || !fits) {
+        return {end, end};
+    }
+    return {header.position(), header.position() + size};
 }
 
-/// The last pair that starts at or before \p distance; none when all start behind it.
-std::optional<SearchTable::Pair> lastUpTo(const SearchTable& table, std::int64_t distance)
+/// The last pair of \p table, which is not empty, that starts at or before \p distance; the first
+/// when all start behind it.
+Pair lastUpTo(const ByteReader& table, std::int64_t distance)
 {
-    std::uint32_t before = 0;
-    std::uint32_t behind = table.count;
-    while (before < behind) {
-        const std::uint32_t middle = before + (behind - before) / 2;
-        if (table.at(middle).start <= distance) {
-            before = middle + 1;
-        } else {
+    const std::uint8_t* pairs = table.position();
+    std::size_t before = 0;
+    std::size_t behind = static_cast<std::size_t>(table.end() - pairs) / sizeof(Pair);
+    while (behind - before > 1) {
+        const std::size_t middle = before + (behind - before) / 2;
+        if (pairAt(pairs, middle).start > distance) {
             behind = middle;
+            continue;
+        }
+        before = middle;
+        if (middle + 1 < behind && pairAt(pairs, middle + 1).start > distance) {
+            break;
         }
     }
-    if (before == 0) {
-        return std::nullopt;
-    }
-    return table.at(before - 1);
+    return pairAt(pairs, before);
 }
 
 /// The contents of the record at \p position: what follows its length. Empty when it is none.
@@ -120,16 +113,6 @@ ByteReader recordAt(const LoadedObject& object, const std::uint8_t* position)
     }
     return {reader.position(), reader.position() + length};
 }
-
-/// What many functions have in common.
-struct CommonEntry {
-    std::uint64_t codeAlignment = 0;
-    std::int64_t dataAlignment = 0;
-    std::uint64_t addressSize = 8;
-    bool isAugmented = false;
-    bool isSignalTrampoline = false;
-    ByteReader instructions{nullptr, nullptr};
-};
 
 /// Reads the data that the letters of \p augmentation announce; returns whether all is known.
 bool readAugmentation(ByteReader& reader, const char* augmentation, CommonEntry& common)
@@ -160,31 +143,29 @@ bool readAugmentation(ByteReader& reader, const char* augmentation, CommonEntry&
     return common.addressSize != 0;
 }
 
-std::optional<CommonEntry> readCommonEntry(ByteReader reader)
+/// Reads the contents of a common entry; returns whether all is known.
+bool readCommonEntry(ByteReader reader, CommonEntry& common)
 {
     constexpr std::uint8_t OLD_VERSION = 1;
     constexpr std::uint8_t VERSION = 3;
-    CommonEntry common;
     const bool isCommon = reader.read<std::uint32_t>() == 0;
     const auto version = reader.read<std::uint8_t>();
     if (!isCommon || (version != OLD_VERSION && version != VERSION)) {
-        return std::nullopt;
+        return false;
     }
     const auto* augmentation = reinterpret_cast<const char*>(reader.position());
     const auto room = static_cast<std::size_t>(reader.end() - reader.position());
     reader.skip(strnlen(augmentation, room) + 1);
     if (reader.atEnd()) {
-        return std::nullopt;
+        return false;
     }
     common.codeAlignment = reader.readUnsigned();
-    common.dataAlignment = reader.readSigned();
+    common.dataAlignment = static_cast<std::uint64_t>(reader.readSigned());
     const std::uint64_t returnAddress =
         version == OLD_VERSION ? reader.read<std::uint8_t>() : reader.readUnsigned();
-    if (returnAddress != PC || !readAugmentation(reader, augmentation, common)) {
-        return std::nullopt;
-    }
+    const bool known = returnAddress == PC && readAugmentation(reader, augmentation, common);
     common.instructions = reader;
-    return common;
+    return known;
 }
 
 } // namespace
@@ -195,59 +176,46 @@ LoadedObject loadedObjectAt(std::uintptr_t address)
     if (_dl_find_object(reinterpret_cast<void*>(address), &found) != 0) {
         return {};
     }
-    return {reinterpret_cast<std::uintptr_t>(found.dlfo_map_start),
-            reinterpret_cast<std::uintptr_t>(found.dlfo_map_end),
-            static_cast<const std::uint8_t*>(found.dlfo_eh_frame)};
-}
-
-std::uint64_t identityOf(const LoadedObject& object)
-{
-    constexpr std::uint64_t FACTOR = 0x100000001B3;
-    std::uint64_t identity = object.begin;
-    const auto mix = [&identity](std::uint64_t number) { identity = (identity ^ number) * FACTOR; };
-    mix(object.end);
-    mix(reinterpret_cast<std::uintptr_t>(object.index));
-    if (object.index != nullptr) {
-        ByteReader reader(object.index, reinterpret_cast<const std::uint8_t*>(object.end));
-        constexpr int NUMBERS = 4; // the header, the number of functions, the first of them
-        for (int i = 0; i < NUMBERS; ++i) {
-            mix(reader.read<std::uint64_t>());
-        }
+    LoadedObject object;
+    object.begin = reinterpret_cast<std::uintptr_t>(found.dlfo_map_start);
+    object.end = reinterpret_cast<std::uintptr_t>(found.dlfo_map_end);
+    if (found.dlfo_eh_frame != nullptr) {
+        object.index = static_cast<const std::uint8_t*>(found.dlfo_eh_frame);
+        object.searchTable =
+            searchTableIn(object.index, static_cast<const std::uint8_t*>(found.dlfo_map_end));
     }
-    return identity;
+    return object;
 }
 
-std::optional<UnwindEntry> findUnwindEntry(const LoadedObject& object, std::uintptr_t address)
+bool findUnwindEntry(const LoadedObject& object, std::uintptr_t address, UnwindEntry& entry)
 {
+    if (object.searchTable.atEnd()) {
+        return false;
+    }
     const auto sectionStart = reinterpret_cast<std::uintptr_t>(object.index);
-    const auto pair =
-        lastUpTo(searchTableOf(object), static_cast<std::int64_t>(address - sectionStart));
-    if (!pair) {
-        return std::nullopt;
+    const Pair pair =
+        lastUpTo(object.searchTable, static_cast<std::int64_t>(address - sectionStart));
+    ByteReader reader = recordAt(object, object.index + pair.entry);
+    const std::uint8_t* position = reader.position();
+    position -= reader.read<std::uint32_t>();
+    CommonEntry& common = entry.common;
+    if (position != common.position) {
+        common = CommonEntry{};
+        common.position = position;
+        common.isKnown = readCommonEntry(recordAt(object, position), common);
     }
-    ByteReader reader = recordAt(object, object.index + pair->entry);
-    const std::uint8_t* distanceField = reader.position();
-    const auto distance = reader.read<std::uint32_t>();
-    const auto common = readCommonEntry(recordAt(object, distanceField - distance));
-    if (!common) {
-        return std::nullopt;
+    if (!common.isKnown) {
+        return false;
     }
-    const std::uintptr_t start =
-        sectionStart + static_cast<std::uintptr_t>(static_cast<std::intptr_t>(pair->start));
-    reader.skip(common->addressSize);
-    const std::uint64_t size = readSized(reader, common->addressSize);
-    if (address - start >= size) {
-        return std::nullopt;
-    }
-    if (common->isAugmented) {
+    entry.functionStart =
+        sectionStart + static_cast<std::uintptr_t>(static_cast<std::intptr_t>(pair.start));
+    reader.skip(common.addressSize);
+    const std::uint64_t size = readSized(reader, common.addressSize);
+    if (common.isAugmented) {
         reader.skip(reader.readUnsigned());
     }
-    return UnwindEntry{start,
-                       common->isSignalTrampoline,
-                       common->codeAlignment,
-                       common->dataAlignment,
-                       common->instructions,
-                       reader};
+    entry.instructions = reader;
+    return address - entry.functionStart < size;
 }
 
 } // namespace gpal::detail

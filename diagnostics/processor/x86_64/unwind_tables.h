@@ -4,7 +4,6 @@
 #define GPAL_DIAGNOSTICS_X86_64_UNWIND_TABLES_H
 
 #include <cstdint>
-#include <optional>
 
 #include "diagnostics/processor/x86_64/byte_reader.h"
 
@@ -16,30 +15,37 @@ struct LoadedObject {
     std::uintptr_t begin = 0;
     std::uintptr_t end = 0;
     const std::uint8_t* index = nullptr; ///< its `.eh_frame_hdr`; null when it has none
+    ByteReader searchTable{nullptr, nullptr};
 
     bool holds(std::uintptr_t address) const { return address >= begin && address < end; }
 };
 
-/// A number by which \p object differs from others, those that were loaded at the same place at
-/// other times included.
-std::uint64_t identityOf(const LoadedObject& object);
-
 /// The object at \p address; one that holds nothing when there is none. Takes no lock.
 LoadedObject loadedObjectAt(std::uintptr_t address);
 
-/// What is known about the frames of one function.
-struct UnwindEntry {
-    std::uintptr_t functionStart;
-    bool isSignalTrampoline;
-    std::uint64_t codeAlignment;
-    std::int64_t dataAlignment;
-    ByteReader initialInstructions; ///< the same for many functions
-    ByteReader instructions;
+/// What the entries of many functions have in common.
+struct CommonEntry {
+    const std::uint8_t* position = nullptr;
+    bool isKnown = false; ///< in a form that compilers for this processor write
+    bool isAugmented = false;
+    bool isSignalTrampoline = false;
+    std::uint64_t addressSize = 8;
+    std::uint64_t codeAlignment = 1;
+    std::uint64_t dataAlignment = 1; ///< negative, as a number to multiply with, wrapping
+    ByteReader instructions{nullptr, nullptr};
 };
 
-/// The entry for the function at \p address in \p object; none when it has none, or one in a format
-/// that compilers for this processor do not write.
-std::optional<UnwindEntry> findUnwindEntry(const LoadedObject& object, std::uintptr_t address);
+/// What is known about the frames of one function.
+struct UnwindEntry {
+    CommonEntry common;
+    std::uintptr_t functionStart = 0;
+    ByteReader instructions{nullptr, nullptr};
+};
+
+/// Finds the entry for the function at \p address in \p object. Returns false when it has none, or
+/// one in a format that compilers for this processor do not write. The common part that was left in
+/// \p entry by the last search, in whichever object of this walk, is not read again.
+bool findUnwindEntry(const LoadedObject& object, std::uintptr_t address, UnwindEntry& entry);
 
 } // namespace gpal::detail
 

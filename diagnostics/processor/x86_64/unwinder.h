@@ -8,7 +8,6 @@
 
 #include "diagnostics/processor/x86_64/frame_rules.h"
 #include "diagnostics/processor/x86_64/registers.h"
-#include "diagnostics/processor/x86_64/simple_rule.h"
 #include "diagnostics/processor/x86_64/unwind_tables.h"
 #include "diagnostics/thread_stack.h"
 
@@ -39,7 +38,7 @@ public:
     std::uintptr_t place() const;
 
     /// Whether there is an entry about the frame's function in the unwind tables.
-    bool isDescribed() const { return m_simple || m_entry; }
+    bool isDescribed() const { return m_described; }
 
     const Registers& registers() const { return m_registers; }
 
@@ -51,24 +50,26 @@ public:
 
 private:
     std::uintptr_t lookUpAddress() const { return m_registers.value[PC] - (m_interrupted ? 0 : 1); }
-    Step stepBy(SimpleRule rule);
-    Step stepBy(const FrameRules& rules);
-    bool stepOutOfSignal();
-    std::optional<std::uint64_t> baseBy(const FrameRules& rules) const;
-    std::optional<std::uint64_t> callersValue(const RegisterRule& rule, int number,
-                                              std::uint64_t base) const;
+    bool isTrampoline() const { return m_described && m_entry.common.isSignalTrampoline; }
+    bool stepByRules();
+    bool compute(const std::uint8_t* expression, const Registers& registers,
+                 std::optional<std::uint64_t> pushed, std::uint64_t& result);
+    bool findBase(const FrameBase& rule, std::uint64_t& base);
+    bool findCallersValue(const RegisterRule& rule, std::uint64_t base, const Registers& callee,
+                          std::uint64_t& value);
     void lookUp();
-    void lookUpEntry(std::uint64_t key);
 
     Registers m_registers;
-    StackRange m_stack;
+    MemoryRange m_stack;
     bool m_interrupted = true;
-
-    // What is known about the place: a simple rule, or else the tables' entry.
     LoadedObject m_object;
-    std::uint64_t m_identity = 0;
-    std::optional<SimpleRule> m_simple;
-    std::optional<UnwindEntry> m_entry;
+
+    // What is known about the place `m_place`.
+    std::uintptr_t m_place = 0;
+    UnwindEntry m_entry;
+    FrameRules m_rules;
+    bool m_described = false;
+    bool m_hasRules = false;
 };
 
 /// The registers in a signal's context.

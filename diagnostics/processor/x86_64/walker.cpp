@@ -23,7 +23,7 @@ class Frames
 public:
     Frames(void** buffer, int max) : m_buffer(buffer), m_max(max) {}
 
-    bool hasRoom() const { return m_count < m_max + ABOVE_MAIN; }
+    bool hasRoom() const { return m_count - ABOVE_MAIN < m_max; }
 
     void add(std::uintptr_t address)
     {

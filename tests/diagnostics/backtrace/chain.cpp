@@ -45,6 +45,14 @@ __attribute__((noinline)) int chainLeaf(void* argument)
     return 0;
 }
 
+__attribute__((noinline)) int chainLargeLeaf(void* argument)
+{
+    volatile char room[3000];
+    room[0] = 1;
+    *static_cast<volatile char*>(argument) = room[0];
+    return room[0];
+}
+
 __attribute__((noinline)) int chainNullCall(void* argument)
 {
     int (*volatile nothing)(void*) = nullptr;

@@ -20,6 +20,9 @@ int chainThroughLibrary(int (*work)(void*), void* argument);
 /// Writes to the address \p argument; calls nothing.
 int chainLeaf(void* argument);
 
+/// The same with a frame.
+int chainLargeLeaf(void* argument);
+
 /// Calls a function through a pointer that is null.
 int chainNullCall(void* argument);
 

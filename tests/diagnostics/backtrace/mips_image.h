@@ -41,8 +41,7 @@ constexpr Word branch(int words)
     return 0x10000000 | lowHalf(words);
 }
 
-/// The program. Code exists only on the pages that something was put on; reading any other fails
-/// the test. The stack has the words from `stackLow` up to `stackTop`.
+/// The program. Where nothing was put on there is nothing to be read. The stack has the words from `stackLow` up to `stackTop`.
 class Image final : public gpal::detail::MipsProgram
 {
 public:

@@ -1,0 +1,148 @@
+// What is left of a request for a report when its thread is cancelled, or a call fails. Reports of
+// all processes redirect the output of the process that asks, so that is done in a child.
+#include <gpal/MemoryInformation.h>
+#include <gpal/Watchdog.h>
+
+#include <cstdio>
+#include <fcntl.h>
+#include <gmock/gmock.h>
+#include <string>
+#include <sys/resource.h>
+#include <unistd.h>
+
+#include "forked.h"
+#include "support/file_calls.h"
+#include "support/temporary_directory.h"
+#include "threads/plain_thread.h"
+
+namespace
+{
+
+namespace calls = support::calls;
+using support::Replacement;
+
+int lowestFreeDescriptor()
+{
+    const int descriptor = open("/dev/null", O_RDONLY);
+    close(descriptor);
+    return descriptor;
+}
+
+/// Asks for the report of all processes on a thread of its own, which \p cancel may cancel; returns
+/// how the thread ended, and whether a descriptor is left.
+std::string askOnThread(const std::string& file, const std::function<void(PlainThread&)>& cancel)
+{
+    const int free = lowestFreeDescriptor();
+    PlainThread thread([&file] {
+        MemoryInformation().getAllMemoryInfo(file);
+        pthread_testcancel();
+    });
+    cancel(thread);
+    thread.join();
+    const bool closed = lowestFreeDescriptor() == free;
+    return std::string(thread.wasCancelled() ? "cancelled" : "ended") +
+           (closed ? "" : ", a descriptor is left");
+}
+
+} // namespace
+
+TEST(CancelledMemoryReport, leavesNoDescriptorWhileOutputIsBlocked)
+{
+    const support::TemporaryDirectory directory;
+    EXPECT_EQ(inForkedChild([&directory](std::ostream& notes) {
+                  int ends[2] = {-1, -1};
+                  ASSERT_EQ(pipe(ends), 0);
+                  dup2(ends[1], STDOUT_FILENO);
+                  const int flags = fcntl(ends[1], F_GETFL);
+                  fcntl(ends[1], F_SETFL, flags | O_NONBLOCK);
+                  while (write(ends[1], "x", 1) == 1) {
+                  }
+                  fcntl(ends[1], F_SETFL, flags);
+                  std::fputs("does not fit in any more", stdout);
+                  notes << askOnThread(directory.path("report"), [](PlainThread& thread) {
+                      usleep(100000); // blocked by then; if not, the rest holds all the same
+                      pthread_cancel(thread.id());
+                  });
+                  notes << (support::exists(directory.path("report")) ? ", made" : "");
+                  // What is still to be printed is not for this pipe.
+                  dup2(open("/dev/null", O_WRONLY), STDOUT_FILENO);
+              }),
+              "cancelled");
+}
+
+TEST(CancelledMemoryReport, leavesNoDescriptorWhereverItIsCancelled)
+{
+    const support::TemporaryDirectory directory;
+    for (const bool atOnce : {true, false}) {
+        EXPECT_EQ(inForkedChild([&](std::ostream& notes) {
+                      // The destructor of a child process takes two seconds.
+                      const Replacement noDelay(calls::sleep, [](unsigned int) { return 0U; });
+                      const Replacement cancelling(calls::fflush, [atOnce](std::FILE*) {
+                          pthread_cancel(pthread_self());
+                          if (atOnce) {
+                              pthread_testcancel();
+                          }
+                          return 0;
+                      });
+                      notes << askOnThread(directory.path("report"), [](PlainThread&) {});
+                  }),
+                  "cancelled");
+    }
+}
+
+TEST(CancelledMemoryReport, isNoneWhenTheOutputCannotBeRedirected)
+{
+    const support::TemporaryDirectory directory;
+    EXPECT_EQ(inForkedChild([&directory](std::ostream& notes) {
+                  const std::string file = directory.path("report");
+                  MemoryInformation memory;
+                  memory.getTotalMemory(); // a sanitizer may need descriptors the first time
+                  // Descriptor 0 is the only one that there may be from now on.
+                  rlimit before{};
+                  getrlimit(RLIMIT_NOFILE, &before);
+                  const rlimit one{1, before.rlim_max};
+                  close(STDIN_FILENO);
+                  setrlimit(RLIMIT_NOFILE, &one);
+                  const bool reported = memory.getAllMemoryInfo(file);
+                  setrlimit(RLIMIT_NOFILE, &before);
+                  notes << (reported ? "reported" : "failed")
+                        << (lowestFreeDescriptor() == 0 ? "" : ", a descriptor is left");
+              }),
+              "failed");
+}
+
+TEST(CancelledThread, finishesReadingAndClosing)
+{
+    // Both the C++ library's streams and the layer's own are closed by destructors.
+    const Replacement cancelling(calls::fclose, [](std::FILE* stream) {
+        pthread_cancel(pthread_self());
+        return calls::fclose.original(stream);
+    });
+    const std::function<void()> functions[] = {
+        [] { MemoryInformation().getTotalMemory(); },
+        [] { MemoryInformation().getFreeMemory(); },
+        [] {
+            std::string text;
+            MemoryInformation().getGenericMemoryInfo(text);
+        },
+        [] { Watchdog().getPIdByName("/no such program"); },
+    };
+    for (const auto& function : functions) {
+        for (const bool cancelledBefore : {true, false}) {
+            const int free = lowestFreeDescriptor();
+            bool finished = false;
+            PlainThread thread([&] {
+                if (cancelledBefore) {
+                    pthread_cancel(pthread_self());
+                }
+                function();
+                finished = true;
+                pthread_testcancel();
+            });
+            thread.join();
+            EXPECT_TRUE(finished);
+            EXPECT_TRUE(thread.wasCancelled());
+            EXPECT_EQ(lowestFreeDescriptor(), free);
+        }
+    }
+}
