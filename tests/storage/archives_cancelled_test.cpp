@@ -75,24 +75,6 @@ TEST_F(CancelledPack, byTheFlushItselfLeavesNoList)
     EXPECT_FALSE(m_list.isLeft());
 }
 
-TEST_F(CancelledPack, thatFailedWritesItsRestNowhere)
-{
-    const support::FullPipe pipe(m_directory.path("pipe"));
-    const Replacement fdopen(calls::fdopen, [&](int descriptor, const char* mode) {
-        const int writing = open(pipe.path().c_str(), O_WRONLY);
-        dup2(writing, descriptor);
-        close(writing);
-        return calls::fdopen.original(descriptor, mode);
-    });
-    bool isPacked = true;
-    CancelledThread thread([&] {
-        isPacked = Storage::pack("a.tar", true, {m_directory.path(), "missing"}, false, false);
-    });
-    EXPECT_FALSE(thread.isCancelled()) << "it does not block";
-    EXPECT_FALSE(isPacked);
-    EXPECT_FALSE(m_list.isLeft());
-}
-
 TEST_F(PackOnAFullDisk, whoseFlushOnlySeemsToSucceedCountsAsAFailedFlush)
 {
     if (access("/dev/full", W_OK) != 0) {
