@@ -52,7 +52,7 @@ int CaptureReader::read(char* buffer, int size, t_packet_dump_type& type)
     const int transportSize = isUdp ? UDP_SIZE : 0;
     const int payload =
         restOf(capturedLength(headers), LINK_AND_NETWORK_SIZE + tagSize + transportSize);
-    if (next(static_cast<std::size_t>(tagSize + transportSize)) == nullptr) {
+    if (next(tagSize + transportSize) == nullptr) {
         return -1;
     }
     type = isUdp ? PACKET_DUMP_UDP : PACKET_DUMP_OTHER;
@@ -74,15 +74,17 @@ int CaptureReader::getUdpPayload(char* buffer, int size, int payload)
 }
 
 /// The next \p size bytes, a few, until more are asked for; null when there are fewer.
-const unsigned char* CaptureReader::next(std::size_t size)
+const unsigned char* CaptureReader::next(int size)
 {
-    while (m_end - m_begin < size) {
+    const auto wanted = static_cast<std::size_t>(size);
+    while (m_end - m_begin < wanted) {
         if (!refill()) {
             return nullptr;
         }
     }
-    m_begin += size;
-    return m_window + m_begin - size;
+    const unsigned char* const bytes = m_window + m_begin;
+    m_begin += wanted;
+    return bytes;
 }
 
 /// Copies the next \p size bytes, or skips them when \p into is null; returns how many there were.
@@ -104,7 +106,7 @@ int CaptureReader::copy(char* into, int size)
 /// Reads on behind what is left, as far as there is something to read. Otherwise reading is over.
 bool CaptureReader::refill()
 {
-    std::copy(m_window + m_begin, m_window + m_end, m_window);
+    std::memmove(m_window, m_window + m_begin, m_end - m_begin);
     m_end -= m_begin;
     m_begin = 0;
     ssize_t got = 0;

@@ -24,7 +24,7 @@ public:
 
 private:
     bool refill();
-    const unsigned char* next(std::size_t size);
+    const unsigned char* next(int size);
     int copy(char* into, int size);
     int getUdpPayload(char* buffer, int size, int payload);
 

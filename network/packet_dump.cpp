@@ -40,6 +40,7 @@ int packet_dump::write(char* payload, int length, t_packet_dump_type type)
     const CancellationHeldOff untilWritten;
     Implementation& dump = *m_implementation;
     if (dump.isUnopened()) {
+        // NOLINTNEXTLINE(modernize-make-unique): a temporary and its clean-up take more code
         dump.writer.reset(new CaptureWriter(dump.name.c_str()));
     }
     if (dump.writer == nullptr) {
@@ -57,6 +58,7 @@ int packet_dump::read(char* buffer, int size, t_packet_dump_type* type)
     const CancellationHeldOff untilRead;
     Implementation& dump = *m_implementation;
     if (dump.isUnopened()) {
+        // NOLINTNEXTLINE(modernize-make-unique): a temporary and its clean-up take more code
         dump.reader.reset(new CaptureReader(dump.name.c_str()));
     }
     if (dump.reader == nullptr) {
