@@ -3,6 +3,7 @@
 #include <arpa/inet.h>
 #include <cstdio>
 #include <netinet/in.h>
+#include <string_view>
 #include <syslog.h>
 
 #include <gpal/NetworkPort.h>
@@ -15,7 +16,7 @@ namespace
 
 constexpr auto NOWHERE = std::string::npos;
 
-void dropThrough(std::string& text, const std::string& marker)
+void dropThrough(std::string& text, std::string_view marker)
 {
     const auto position = text.find(marker);
     if (position != NOWHERE) {
@@ -23,12 +24,15 @@ void dropThrough(std::string& text, const std::string& marker)
     }
 }
 
-void dropFrom(std::string& text, char marker)
+/// Returns whether the marker was there.
+bool dropFrom(std::string& text, char marker)
 {
     const auto position = text.find(marker);
-    if (position != NOWHERE) {
-        text.erase(position);
+    if (position == NOWHERE) {
+        return false;
     }
+    text.erase(position);
+    return true;
 }
 
 void keepHostAndPort(std::string& url)
@@ -82,16 +86,15 @@ void NetworkUtils::getURLPath(std::string& url)
 void NetworkUtils::getURLHost(std::string& url)
 {
     keepHostAndPort(url);
-    const auto end = url.find(isBracketed(url) ? ']' : ':');
-    if (isBracketed(url)) {
-        const bool isEmpty = end == NOWHERE || end == 1;
-        url = isEmpty ? URL_ELEM_NOT_FOUND : url.substr(1, end - 1);
-    } else if (url.empty() || end == 0) {
+    const bool hasBrackets = isBracketed(url);
+    if (hasBrackets) {
+        url.erase(0, 1);
+    }
+    // Cuts an IPv6 address without brackets at its first colon too: what follows can't be told from
+    // a port.
+    const bool isEnded = dropFrom(url, hasBrackets ? ']' : ':');
+    if (url.empty() || (hasBrackets && !isEnded)) {
         url = URL_ELEM_NOT_FOUND;
-    } else if (end != NOWHERE) {
-        // Cuts an IPv6 address without brackets at its first colon too: what follows can't be told
-        // from a port.
-        url.erase(end);
     }
 }
 
@@ -143,22 +146,22 @@ bool NetworkUtils::sockaddrToString(const sockaddr* address, std::string& ip, un
                                     unsigned int& family)
 {
     family = address != nullptr ? address->sa_family : AF_UNSPEC;
-    ip = "";
+    ip.clear();
     port = 0;
-    char text[INET6_ADDRSTRLEN] = "";
+    const auto* ipv4 = reinterpret_cast<const sockaddr_in*>(address);
+    const void* number = nullptr;
     if (family == AF_INET) {
-        const auto* ipv4 = reinterpret_cast<const sockaddr_in*>(address);
-        inet_ntop(AF_INET, &ipv4->sin_addr, text, sizeof text);
-        port = ipv4->sin_port;
+        number = &ipv4->sin_addr;
     } else if (family == AF_INET6) {
-        const auto* ipv6 = reinterpret_cast<const sockaddr_in6*>(address);
-        inet_ntop(AF_INET6, &ipv6->sin6_addr, text, sizeof text);
-        port = ipv6->sin6_port;
+        number = &reinterpret_cast<const sockaddr_in6*>(address)->sin6_addr;
     } else {
         std::perror("NetworkUtils::sockaddrToString(): unknown sockaddr family");
         syslog(LOG_ERR, "NetworkUtils::sockaddrToString(): unknown sockaddr family\n");
         return false;
     }
+    char text[INET6_ADDRSTRLEN] = "";
+    inet_ntop(static_cast<int>(family), number, text, sizeof text);
     ip = text;
+    port = ipv4->sin_port; // stands in the same place in both
     return true;
 }

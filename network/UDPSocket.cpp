@@ -41,7 +41,7 @@ UDPSocket::UDPSocket()
 
 UDPSocket::UDPSocket(unsigned int port, const std::string& owner) : UDPSocket()
 {
-    open(port, ADDRESS_FAMILY_IPV4, owner, "");
+    open(port, ADDRESS_FAMILY_IPV4, owner, {});
 }
 
 UDPSocket::~UDPSocket()
@@ -83,7 +83,7 @@ int UDPSocket::close()
 void UDPSocket::openIfNew()
 {
     if (m_socketHandle < 0 && !m_closed) {
-        open(0, ADDRESS_FAMILY_IPV4, "", "");
+        open(0, ADDRESS_FAMILY_IPV4, {}, {});
     }
 }
 

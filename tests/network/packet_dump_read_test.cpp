@@ -199,3 +199,34 @@ TEST_F(PacketDumpRead, refusesNullArguments)
     EXPECT_EQ(dump->read(buffer, 4, nullptr), -1);
     EXPECT_EQ(dump->read(buffer, 4, &type), 1) << "no record is lost";
 }
+
+TEST_F(PacketDumpRead, givesRecordsWhereverTheyLieInAFile)
+{
+    // More than any buffer holds, so that each part of a record comes to lie across its edge.
+    std::string file = fileHeader();
+    std::vector<Read> written;
+    for (std::size_t size = 0; size < 1400; ++size) {
+        const std::string payload(size * 7 % 1400, static_cast<char>(size));
+        file += size % 5 == 0   ? record(packet(6, payload))
+                : size % 2 == 0 ? record(taggedPacket(17, udp(payload)))
+                                : record(packet(17, udp(payload)));
+        written.push_back(size % 5 == 0
+                              ? Read{0, OTHER_TYPE, ""}
+                              : Read{static_cast<int>(payload.size()), UDP_TYPE, payload});
+    }
+    const std::string big(200000, 'b');
+    file +=
+        record(packet(17, udp("before"))) + record(packet(6, big)) + record(packet(17, udp("x")));
+    written.insert(written.end(),
+                   {{6, UDP_TYPE, "before"}, {0, OTHER_TYPE, ""}, {1, UDP_TYPE, "x"}, THE_END});
+    EXPECT_EQ(readOf(file), written);
+}
+
+TEST_F(PacketDumpRead, givesARecordThatIsBiggerThanAnyBuffer)
+{
+    const std::string big(200000, 'b');
+    const auto dump =
+        reader(fileHeader() + record(packet(17, udp(big))) + record(packet(17, udp("after"))));
+    EXPECT_TRUE((readFrom(*dump, 200000) == Read{200000, UDP_TYPE, big}));
+    EXPECT_EQ(readFrom(*dump), (Read{5, UDP_TYPE, "after"}));
+}
