@@ -1,11 +1,13 @@
 #include <gpal/packet_dump.h>
 
+#include <atomic>
 #include <string>
 
 #include <gpal/CriticalSection.h>
 #include <gpal/Semaphore.h>
 
 #include "base/cancellation.h"
+#include "base/locked.h"
 #include "network/CaptureReader.h"
 #include "network/CaptureWriter.h"
 
@@ -14,11 +16,27 @@ using namespace gpal::detail;
 struct packet_dump::Implementation {
     explicit Implementation(const char* file) : name(file != nullptr ? file : "") {}
 
-    bool isUnopened() const { return writer == nullptr && reader == nullptr; }
+    /// Makes \p direction, one of the two below, if this is the first call.
+    template <typename Direction>
+    void openOnce(std::unique_ptr<Direction>& direction)
+    {
+        if (opened) {
+            return;
+        }
+        locked(opening, [&] {
+            if (!opened) {
+                // NOLINTNEXTLINE(modernize-make-unique): a temporary takes more code
+                direction.reset(new Direction(name.c_str()));
+                opened = true;
+            }
+        });
+    }
 
     std::string name;
     Semaphore lock{1, 1, false}; ///< for one record
-    /// The first call makes one of them. Nothing else changes these two, so they are looked at
+    pthread_mutex_t opening = PTHREAD_MUTEX_INITIALIZER;
+    std::atomic<bool> opened{false};
+    /// Of these the first call makes one, and nothing changes them later. They are looked at
     /// without the lock: the wrong function fails at once, whatever the other one waits for.
     std::unique_ptr<CaptureWriter> writer;
     std::unique_ptr<CaptureReader> reader;
@@ -39,10 +57,7 @@ int packet_dump::write(char* payload, int length, t_packet_dump_type type)
     }
     const CancellationHeldOff untilWritten;
     Implementation& dump = *m_implementation;
-    if (dump.isUnopened()) {
-        // NOLINTNEXTLINE(modernize-make-unique): a temporary and its clean-up take more code
-        dump.writer.reset(new CaptureWriter(dump.name.c_str()));
-    }
+    dump.openOnce(dump.writer);
     if (dump.writer == nullptr) {
         return -1;
     }
@@ -57,10 +72,7 @@ int packet_dump::read(char* buffer, int size, t_packet_dump_type* type)
     }
     const CancellationHeldOff untilRead;
     Implementation& dump = *m_implementation;
-    if (dump.isUnopened()) {
-        // NOLINTNEXTLINE(modernize-make-unique): a temporary and its clean-up take more code
-        dump.reader.reset(new CaptureReader(dump.name.c_str()));
-    }
+    dump.openOnce(dump.reader);
     if (dump.reader == nullptr) {
         return -1;
     }

@@ -67,6 +67,28 @@ TEST_F(PacketDumpThreads, writeRecordsThatNeverInterleave)
     }
 }
 
+TEST_F(PacketDumpThreads, openTheFileOnceAlthoughAllBeginAtTheSameTime)
+{
+    for (int round = 0; round < 50; ++round) {
+        m_dump = std::make_unique<packet_dump>(m_file.data());
+        std::atomic<int> ready{0};
+        std::vector<std::thread> threads;
+        for (int thread = 0; thread < THREADS; ++thread) {
+            threads.emplace_back([&, thread] {
+                ++ready;
+                while (ready < THREADS) {
+                }
+                EXPECT_EQ(write(payloadOf(thread, thread), PACKET_DUMP_UDP), thread + 1);
+            });
+        }
+        for (std::thread& thread : threads) {
+            thread.join();
+        }
+        m_dump.reset();
+        ASSERT_EQ(capture::readAll(m_file).size(), THREADS + 1u);
+    }
+}
+
 TEST_F(PacketDumpThreads, numberTcpRecordsWithoutAGap)
 {
     EXPECT_EQ(write("first", PACKET_DUMP_UDP), 5);
