@@ -35,6 +35,21 @@ if(GPAL_SANITIZE)
     # between the variables of the frames that are gone looks like an overflow to the clean-up code
     # that uses their place next. Code that is cancelled goes without its checks of the stack.
     if(GPAL_SANITIZE MATCHES address)
-        set(GPAL_CANCELLED_CODE_OPTIONS --param=asan-stack=0)
+        if(CMAKE_CXX_COMPILER_ID MATCHES Clang)
+            set(GPAL_CANCELLED_CODE_OPTIONS -mllvm -asan-stack=0)
+        else()
+            set(GPAL_CANCELLED_CODE_OPTIONS --param=asan-stack=0)
+        endif()
     endif()
+    # The tests put functions in place of the C library's and pass calls on to the next one: that has
+    # to be the sanitizer's, which therefore is a library of its own, as gcc has it.
+    if(CMAKE_CXX_COMPILER_ID MATCHES Clang)
+        execute_process(COMMAND ${CMAKE_CXX_COMPILER} -print-runtime-dir
+                        OUTPUT_VARIABLE runtimeDir OUTPUT_STRIP_TRAILING_WHITESPACE)
+        add_link_options(-shared-libsan LINKER:-rpath,${runtimeDir})
+    endif()
+endif()
+# The fuzzers are steered by what the library's code tells them that it runs.
+if(GPAL_BUILD_FUZZERS)
+    set(GPAL_FUZZED_CODE_OPTIONS -fsanitize=fuzzer-no-link)
 endif()
