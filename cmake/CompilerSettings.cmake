@@ -28,6 +28,11 @@ endif()
 # Calls between the library's own functions are direct; those to the C library are not affected.
 add_compile_options(-fno-semantic-interposition)
 
+# Where clang's run-time libraries are.
+if(CMAKE_CXX_COMPILER_ID MATCHES Clang)
+    execute_process(COMMAND ${CMAKE_CXX_COMPILER} -print-runtime-dir
+                    OUTPUT_VARIABLE GPAL_RUNTIME_DIR OUTPUT_STRIP_TRAILING_WHITESPACE)
+endif()
 if(GPAL_SANITIZE)
     add_compile_options(-fsanitize=${GPAL_SANITIZE} -fno-omit-frame-pointer -fno-sanitize-recover=all)
     add_link_options(-fsanitize=${GPAL_SANITIZE})
@@ -35,6 +40,19 @@ if(GPAL_SANITIZE)
     # between the variables of the frames that are gone looks like an overflow to the clean-up code
     # that uses their place next. Code that is cancelled goes without its checks of the stack.
     if(GPAL_SANITIZE MATCHES address)
-        set(GPAL_CANCELLED_CODE_OPTIONS --param=asan-stack=0)
+        if(CMAKE_CXX_COMPILER_ID MATCHES Clang)
+            set(GPAL_CANCELLED_CODE_OPTIONS -mllvm -asan-stack=0)
+        else()
+            set(GPAL_CANCELLED_CODE_OPTIONS --param=asan-stack=0)
+        endif()
     endif()
+    # The tests put functions in place of the C library's and pass calls on to the next one: that has
+    # to be the sanitizer's, which therefore is a library of its own, as gcc has it.
+    if(GPAL_RUNTIME_DIR)
+        add_link_options(-shared-libsan LINKER:-rpath,${GPAL_RUNTIME_DIR})
+    endif()
+endif()
+# The fuzzers are steered by what the library's code tells them that it runs.
+if(GPAL_BUILD_FUZZERS)
+    set(GPAL_FUZZED_CODE_OPTIONS -fsanitize=fuzzer-no-link)
 endif()

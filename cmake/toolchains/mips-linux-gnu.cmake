@@ -17,12 +17,13 @@ find_program(GPAL_QEMU_MIPS qemu-mips)
 set(CMAKE_CROSSCOMPILING_EMULATOR "${GPAL_QEMU_MIPS};-R;0x30000000")
 
 # Walks read each function's prologue. Position-independent code has the one that they know, and the
-# stack protector gives it to functions that would do without. In the smallest code there are so few of
-# them that each is marked instead (GPAL_WALKABLE). Nobody reads the assembler's own notes on frames.
+# stack protector gives it to functions that would do without. In the library's smallest code there are
+# so few of them that each is marked instead (GPAL_WALKABLE). Nobody reads the assembler's own notes on
+# frames.
 foreach(language C CXX)
     set(CMAKE_${language}_FLAGS_INIT "-fPIC -fstack-protector-all -Wa,-mno-pdr")
-    set(CMAKE_${language}_FLAGS_MINSIZEREL_INIT "-fstack-protector-explicit")
 endforeach()
+set(GPAL_SMALL_CODE_OPTIONS -fstack-protector-explicit)
 
 # The linker's own script, save that it leaves _gp, the end of an executable's code, to be found.
 set(GPAL_LINKER_SCRIPT ${CMAKE_BINARY_DIR}/mips_gp.ld)

@@ -4,9 +4,11 @@
 #define GPAL_TESTS_DEVICE_BOOTED_H
 
 #include <algorithm>
+#include <chrono>
 #include <fstream>
 #include <iterator>
 #include <string>
+#include <thread>
 
 #include <gtest/gtest.h>
 
@@ -30,6 +32,11 @@ inline std::string whyNotTheDevice()
         return "the kernel's command line has no word \"gpal.device\"";
     }
     return "";
+}
+
+inline void sleepFor(int milliseconds)
+{
+    std::this_thread::sleep_for(std::chrono::milliseconds(milliseconds));
 }
 
 /// Tests that run on the device only.

@@ -19,17 +19,13 @@
 #include "support/replaceable.h"
 
 namespace calls = support::calls;
+using devicetest::sleepFor;
 using support::Captured;
 using support::eventually;
 using support::millisecondsSince;
 
 namespace
 {
-
-void sleepFor(int milliseconds)
-{
-    std::this_thread::sleep_for(std::chrono::milliseconds(milliseconds));
-}
 
 /// Notes which threads its callbacks run on, and can keep them there.
 class Receiver : public timeAble

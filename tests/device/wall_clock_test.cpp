@@ -17,6 +17,7 @@
 #include "device/booted.h"
 #include "support/observed.h"
 
+using devicetest::sleepFor;
 using support::Captured;
 using support::eventually;
 using support::millisecondsSince;
@@ -71,11 +72,6 @@ private:
     std::atomic<int> m_calls{0};
     osTimer m_timer;
 };
-
-void sleepFor(int milliseconds)
-{
-    std::this_thread::sleep_for(std::chrono::milliseconds(milliseconds));
-}
 
 class WallClock : public devicetest::OnTheDevice
 {

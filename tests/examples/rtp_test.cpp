@@ -17,7 +17,7 @@ RtpStream streamFrom(unsigned firstSequence)
     return stream;
 }
 
-Frame frameAt(int index)
+Frame sentFrame(int index)
 {
     Frame frame;
     frame.index = index;
@@ -35,11 +35,11 @@ bool isFrame(const RtpStream& stream, const RtpPacket& packet)
 
 TEST(Rtp, hasTheHeaderOfTheStandardInNetworkOrder)
 {
-    const RtpPacket first = toPacket(streamFrom(0x1234), frameAt(0));
+    const RtpPacket first = toPacket(streamFrom(0x1234), sentFrame(0));
     const std::vector<std::uint8_t> header(first.begin(), first.begin() + 12);
     EXPECT_THAT(header,
                 testing::ElementsAre(0x80, 0x80, 0x12, 0x34, 0xFF, 0xFF, 0xFF, 0xF0, 1, 2, 3, 4));
-    const RtpPacket next = toPacket(streamFrom(0x1234), frameAt(1));
+    const RtpPacket next = toPacket(streamFrom(0x1234), sentFrame(1));
     const std::vector<std::uint8_t> nextHeader(next.begin(), next.begin() + 12);
     EXPECT_THAT(nextHeader,
                 testing::ElementsAre(0x80, 0x00, 0x12, 0x35, 0x00, 0x00, 0x00, 0x90, 1, 2, 3, 4));
@@ -53,12 +53,12 @@ TEST(Rtp, findsTheIndexAcrossTheWrapOfTheSequenceNumber)
         const RtpStream stream = streamFrom(firstSequence);
         for (const int index : {0, 1, 32767, 65535, 65536, 70000, 200000}) {
             for (const int offset : {-30000, -2, 0, 2, 30000}) {
-                const RtpPacket packet = toPacket(stream, frameAt(index));
+                const RtpPacket packet = toPacket(stream, sentFrame(index));
                 Frame frame;
                 ASSERT_TRUE(
                     fromPacket(stream, packet.data(), packet.size(), index + offset, frame));
                 ASSERT_EQ(frame.index, index);
-                ASSERT_EQ(frame.payload, frameAt(index).payload);
+                ASSERT_EQ(frame.payload, sentFrame(index).payload);
             }
         }
     }
@@ -67,7 +67,7 @@ TEST(Rtp, findsTheIndexAcrossTheWrapOfTheSequenceNumber)
 TEST(Rtp, takesNoPacketThatIsNotOfTheStream)
 {
     const RtpStream stream = streamFrom(7);
-    const RtpPacket good = toPacket(stream, frameAt(0));
+    const RtpPacket good = toPacket(stream, sentFrame(0));
     ASSERT_TRUE(isFrame(stream, good));
     for (const std::size_t at : {0U, 3U, 7U, 8U, 11U}) {
         RtpPacket bad = good;
@@ -85,7 +85,7 @@ TEST(Rtp, takesNoPacketThatIsNotOfTheStream)
 
 TEST(Rtp, takesNoPacketFromBeforeTheFirst)
 {
-    const RtpPacket early = toPacket(streamFrom(6), frameAt(0));
+    const RtpPacket early = toPacket(streamFrom(6), sentFrame(0));
     EXPECT_FALSE(isFrame(streamFrom(7), early));
 }
 

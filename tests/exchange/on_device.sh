@@ -8,7 +8,7 @@ role=$1 build=$2
 folder=$build/tests/exchange
 case $role in
 device) program=$folder/exchange ;;
-*) program=$build/host/tests/exchange/exchange ;;
+*) program=@hostProgram@ ;;
 esac
 
 for part in capture records archives; do

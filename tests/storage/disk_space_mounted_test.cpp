@@ -12,8 +12,8 @@
 namespace
 {
 
-constexpr int MIB = 1024 * 1024;
-constexpr unsigned long long GIB = 1024ULL * MIB;
+constexpr int MEBIBYTE = 1024 * 1024;
+constexpr unsigned long long GIBIBYTE = 1024ULL * MEBIBYTE;
 
 /// A file system of the test's own, mounted on `m_disk`.
 class MountedDisk : public testing::Test
@@ -42,7 +42,7 @@ protected:
     std::string mountExt4()
     {
         const std::string image = m_directory.file("image", "");
-        std::filesystem::resize_file(image, 16 * MIB);
+        std::filesystem::resize_file(image, 16 * MEBIBYTE);
         if (!run("mkfs.ext4 -q -F -m 10 -b 1024 " + image)) {
             return "no mkfs.ext4";
         }
@@ -68,16 +68,16 @@ private:
 TEST_F(MountedDisk, isMeasuredWhileItFills)
 {
     GPAL_IN_PRIVATE_NAMESPACES();
-    ASSERT_TRUE(mountTmpfs(4 * MIB));
-    EXPECT_EQ(Storage::AbsoluteDiskSpace(m_disk), 4 * MIB);
-    EXPECT_EQ(Storage::AbsoluteDiskSize(m_disk), 4 * MIB);
+    ASSERT_TRUE(mountTmpfs(4 * MEBIBYTE));
+    EXPECT_EQ(Storage::AbsoluteDiskSpace(m_disk), 4 * MEBIBYTE);
+    EXPECT_EQ(Storage::AbsoluteDiskSize(m_disk), 4 * MEBIBYTE);
     EXPECT_EQ(Storage::checkDiskUsage(m_disk), 0);
-    fill("quarter", MIB);
-    EXPECT_EQ(Storage::AbsoluteDiskSpace(m_disk), 3 * MIB);
-    EXPECT_EQ(Storage::AbsoluteDiskSize(m_disk), 4 * MIB);
+    fill("quarter", MEBIBYTE);
+    EXPECT_EQ(Storage::AbsoluteDiskSpace(m_disk), 3 * MEBIBYTE);
+    EXPECT_EQ(Storage::AbsoluteDiskSize(m_disk), 4 * MEBIBYTE);
     EXPECT_EQ(Storage::checkDiskUsage(m_disk), 25);
     EXPECT_EQ(Storage::checkDiskUsage(m_disk + "/quarter"), 25) << "any path on it will do";
-    fill("rest", 4 * MIB);
+    fill("rest", 4 * MEBIBYTE);
     EXPECT_EQ(Storage::AbsoluteDiskSpace(m_disk), 0);
     EXPECT_EQ(Storage::checkDiskUsage(m_disk), 100);
 }
@@ -85,21 +85,21 @@ TEST_F(MountedDisk, isMeasuredWhileItFills)
 TEST_F(MountedDisk, keepsItsReserves)
 {
     GPAL_IN_PRIVATE_NAMESPACES();
-    ASSERT_TRUE(mountTmpfs(4 * MIB));
+    ASSERT_TRUE(mountTmpfs(4 * MEBIBYTE));
     setenv("MIRTA_USER_DISK", m_disk.c_str(), 1);
     setenv("MIRTA_USER_DISK_RESERVED", "1048576", 1);
     setenv("MIRTA_USER_DISK_RESERVED_WORKINGMEMORY", "524288", 1);
-    fill("file", MIB);
-    EXPECT_EQ(Storage::UserDiskSpace(m_disk), 3 * MIB / 2);
-    EXPECT_EQ(Storage::UserDiskSize(m_disk), 5 * MIB / 2);
-    fill("more", 2 * MIB);
+    fill("file", MEBIBYTE);
+    EXPECT_EQ(Storage::UserDiskSpace(m_disk), 3 * MEBIBYTE / 2);
+    EXPECT_EQ(Storage::UserDiskSize(m_disk), 5 * MEBIBYTE / 2);
+    fill("more", 2 * MEBIBYTE);
     EXPECT_EQ(Storage::UserDiskSpace(m_disk), 0);
 }
 
 TEST_F(MountedDisk, ofMoreThanTwoGibibytesHasANegativeFigure)
 {
     GPAL_IN_PRIVATE_NAMESPACES();
-    ASSERT_TRUE(mountTmpfs(3 * GIB));
+    ASSERT_TRUE(mountTmpfs(3 * GIBIBYTE));
     unsetenv("MIRTA_USER_DISK");
     EXPECT_EQ(Storage::AbsoluteDiskSpace(m_disk), -1073741824);
     EXPECT_EQ(Storage::AbsoluteDiskSize(m_disk), -1073741824);
@@ -123,7 +123,7 @@ TEST_F(MountedDisk, doesNotCountTheSuperUsersPart)
               figures.f_bavail * figures.f_frsize);
     EXPECT_EQ(static_cast<unsigned>(Storage::AbsoluteDiskSize(m_disk)),
               (used + figures.f_bavail) * figures.f_frsize);
-    fill("into the super-user's part", 15 * MIB);
+    fill("into the super-user's part", 15 * MEBIBYTE);
     EXPECT_EQ(Storage::AbsoluteDiskSpace(m_disk), 0);
     EXPECT_EQ(Storage::checkDiskUsage(m_disk), 100);
 }

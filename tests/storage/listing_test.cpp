@@ -192,10 +192,10 @@ TEST_F(Listing, isEmptyWhenTheDirectoryMayNotBeRead)
     if (geteuid() != 0) {
         GTEST_SKIP() << "only root may become a user who may not";
     }
-    constexpr uid_t NOBODY = 65534;
+    constexpr uid_t ANOTHER_USER = 65534;
     std::filesystem::permissions(m_directory.path(), std::filesystem::perms::owner_all |
                                                          std::filesystem::perms::others_exec);
-    ASSERT_EQ(seteuid(NOBODY), 0);
+    ASSERT_EQ(seteuid(ANOTHER_USER), 0);
     EXPECT_EQ(Storage::getListOfFilesByDirectoryNoPath(m_directory.path(), &m_list), 0);
     EXPECT_THAT(m_list, IsEmpty());
     m_list = {"old"};

@@ -12,7 +12,7 @@ using support::contentOf;
 namespace
 {
 
-constexpr auto READ = std::ios_base::in | std::ios_base::binary;
+constexpr auto FOR_READING = std::ios_base::in | std::ios_base::binary;
 constexpr auto APPEND = std::ios_base::out | std::ios_base::app | std::ios_base::binary;
 constexpr auto TRUNCATE = std::ios_base::out | std::ios_base::trunc | std::ios_base::binary;
 
@@ -32,7 +32,7 @@ public:
 class Records : public testing::Test
 {
 protected:
-    Records() { m_records.init(m_file.c_str(), READ, APPEND); }
+    Records() { m_records.init(m_file.c_str(), FOR_READING, APPEND); }
 
     int store(std::string record)
     {
@@ -67,7 +67,7 @@ protected:
         if (access("/dev/full", W_OK) != 0) {
             GTEST_SKIP() << "no /dev/full here";
         }
-        m_records.init("/dev/full", READ, APPEND);
+        m_records.init("/dev/full", FOR_READING, APPEND);
     }
 };
 
@@ -199,7 +199,7 @@ TEST_F(Records, reachTheFileOnADirectionChangeAtTheLatest)
 
 TEST_F(Records, afterReadingAreWrittenAsTheWriteModeSays)
 {
-    m_records.init(m_file.c_str(), READ, TRUNCATE);
+    m_records.init(m_file.c_str(), FOR_READING, TRUNCATE);
     EXPECT_EQ(store("old"), 3);
     EXPECT_EQ(store("older"), 5) << "the same stream: nothing is emptied in between";
     EXPECT_EQ(retrieve(), 3);
@@ -211,7 +211,7 @@ TEST_F(Records, afterReadingAreWrittenAsTheWriteModeSays)
 TEST_F(Records, areReadInAnyModeThatIsNotWriting)
 {
     m_directory.file("records", "one\n");
-    m_records.init(m_file.c_str(), READ, TRUNCATE);
+    m_records.init(m_file.c_str(), FOR_READING, TRUNCATE);
     EXPECT_TRUE(m_records.openStorage(static_cast<Storage::eAccessMode>(7)));
     EXPECT_EQ(contentOf(m_file), "one\n");
     EXPECT_EQ(readBinary(4), "one\n");
@@ -221,7 +221,7 @@ TEST_F(Records, areReadInAnyModeThatIsNotWriting)
 TEST_F(Records, areNamedByABorrowedTextAndOpenedOnFirstUse)
 {
     std::string name = m_directory.path("a");
-    EXPECT_EQ(m_records.init(name.c_str(), READ, APPEND), 1);
+    EXPECT_EQ(m_records.init(name.c_str(), FOR_READING, APPEND), 1);
     EXPECT_FALSE(support::exists(name));
     name.back() = 'b';
     EXPECT_EQ(store("x"), 1);
@@ -234,13 +234,13 @@ TEST_F(Records, reachTheFileWhenTheirObjectEnds)
     const auto before = openDescriptors();
     char data[] = "text";
     std::unique_ptr<StorageInterface> records = std::make_unique<Storage>();
-    EXPECT_EQ(records->init(m_file.c_str(), READ, APPEND), 1);
+    EXPECT_EQ(records->init(m_file.c_str(), FOR_READING, APPEND), 1);
     EXPECT_EQ(records->store("key", data, 4), 4);
     EXPECT_NE(openDescriptors(), before) << "open until then";
     records.reset();
     EXPECT_EQ(contentOf(m_file), "text\n");
     records = std::make_unique<BinaryStorage>();
-    EXPECT_EQ(records->init(m_file.c_str(), READ, APPEND), 1);
+    EXPECT_EQ(records->init(m_file.c_str(), FOR_READING, APPEND), 1);
     EXPECT_EQ(records->store("key", data, 2), 2);
     records.reset();
     EXPECT_EQ(contentOf(m_file), "text\nte\n");
@@ -304,7 +304,7 @@ TEST_F(Records, thatCouldNotBeOpenedAreClearedAtOnceWhenTheyCan)
 TEST_F(Records, thatCannotBeClearedAreNotAppendedToLater)
 {
     const std::string later = m_directory.path("sub/records");
-    m_records.init(later.c_str(), READ, APPEND);
+    m_records.init(later.c_str(), FOR_READING, APPEND);
     EXPECT_EQ(m_records.clear(), 0);
     std::filesystem::create_directory(m_directory.path("sub"));
     m_directory.file("sub/records", "old\n");
@@ -357,7 +357,7 @@ TEST_F(Records, ofAMissingFileCannotBeReadAsBytes)
 
 TEST_F(Records, inAMissingDirectoryCannotBeWritten)
 {
-    m_records.init("/nonexistent/directory/file", READ, APPEND);
+    m_records.init("/nonexistent/directory/file", FOR_READING, APPEND);
     EXPECT_FALSE(m_records.openStorage(Storage::eAccessWrite));
     EXPECT_EQ(store("x"), 0);
     EXPECT_EQ(writeBinary("x"), 0);

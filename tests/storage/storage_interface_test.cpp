@@ -20,8 +20,8 @@ using testing::ElementsAre;
 namespace
 {
 
-constexpr auto READ = std::ios_base::in;
-constexpr auto WRITE = std::ios_base::out | std::ios_base::app;
+constexpr auto TO_READ = std::ios_base::in;
+constexpr auto TO_WRITE = std::ios_base::out | std::ios_base::app;
 
 // The places of the virtual functions; the destructor takes the first two.
 constexpr int DESTROYING = 0;
@@ -93,7 +93,7 @@ TEST(StorageInterface, hasItsFunctionsInTheOrderThatClientsCallThemIn)
     std::vector<std::string> calls;
     StorageInterface* storage = new Substitute(calls);
     EXPECT_EQ((callSlot<int(const char*, std::ios_base::openmode, std::ios_base::openmode)>(
-                  storage, INIT, "file", READ, WRITE)),
+                  storage, INIT, "file", TO_READ, TO_WRITE)),
               2);
     callSlot<void()>(storage, SHUTDOWN);
     EXPECT_EQ((callSlot<int(const char*, char*, int)>(storage, STORE, "key", nullptr, 4)), 4);
@@ -108,7 +108,7 @@ TEST_F(StorageObject, isUsedThroughTheInterface)
 {
     StorageInterface* storage = new Storage;
     EXPECT_EQ((callSlot<int(const char*, std::ios_base::openmode, std::ios_base::openmode)>(
-                  storage, INIT, m_file.c_str(), READ, WRITE)),
+                  storage, INIT, m_file.c_str(), TO_READ, TO_WRITE)),
               1);
     EXPECT_EQ((callSlot<int(const char*, char*, int)>(storage, STORE, "key", m_record, 3)), 3);
     callSlot<void()>(storage, SHUTDOWN);
@@ -135,9 +135,9 @@ TEST_F(StorageObject, opensNothingUntilItIsUsed)
 {
     const auto before = openDescriptors();
     Storage storage;
-    EXPECT_EQ(storage.init(m_file.c_str(), READ, WRITE), 1);
-    EXPECT_EQ(storage.init(nullptr, READ, WRITE), 1);
-    EXPECT_EQ(storage.init(m_directory.path("missing/file").c_str(), READ, WRITE), 1);
+    EXPECT_EQ(storage.init(m_file.c_str(), TO_READ, TO_WRITE), 1);
+    EXPECT_EQ(storage.init(nullptr, TO_READ, TO_WRITE), 1);
+    EXPECT_EQ(storage.init(m_directory.path("missing/file").c_str(), TO_READ, TO_WRITE), 1);
     EXPECT_EQ(openDescriptors(), before);
     EXPECT_FALSE(support::exists(m_file));
 }
@@ -147,7 +147,7 @@ TEST_F(StorageObject, closesItsFileWhenShutDown)
     const auto before = openDescriptors();
     Storage storage;
     storage.shutdown();
-    storage.init(m_file.c_str(), READ, WRITE);
+    storage.init(m_file.c_str(), TO_READ, TO_WRITE);
     EXPECT_EQ(storage.store("key", m_record, 3), 3);
     EXPECT_NE(openDescriptors(), before);
     storage.shutdown();
@@ -161,7 +161,7 @@ TEST_F(StorageObject, closesItsFileWhenItGoes)
     const auto before = openDescriptors();
     {
         const std::unique_ptr<StorageInterface> storage = std::make_unique<Storage>();
-        storage->init(m_file.c_str(), READ, WRITE);
+        storage->init(m_file.c_str(), TO_READ, TO_WRITE);
         EXPECT_EQ(storage->store("key", m_record, 3), 3);
     }
     EXPECT_EQ(openDescriptors(), before);
@@ -179,7 +179,7 @@ TEST_F(StorageObject, saysNothingOfAFileThatCannotBeClosedWell)
         const support::Captured output(1);
         const support::Captured error(2);
         Storage storage;
-        storage.init("/dev/full", READ, WRITE);
+        storage.init("/dev/full", TO_READ, TO_WRITE);
         EXPECT_EQ(storage.store("key", m_record, 3), 3) << "it is in the buffer";
         storage.shutdown();
         EXPECT_TRUE(log.lines().empty());
@@ -197,7 +197,7 @@ TEST_F(StorageObject, hasConstantsForAnswers)
         EXPECT_EQ(storage.storageType(), 1);
         EXPECT_EQ(storage.findTag(tag), 1);
         EXPECT_EQ(storage.findTag(nullptr), 1);
-        storage.init(m_file.c_str(), READ, WRITE);
+        storage.init(m_file.c_str(), TO_READ, TO_WRITE);
         storage.store("key", m_record, 3);
     }
     EXPECT_STREQ(tag, "tag");

@@ -8,6 +8,8 @@
 #include <string>
 #include <vector>
 
+#include <gtest/gtest.h>
+
 #include <gpal/ProcessManager.h>
 #include <gpal/Threader.h>
 
@@ -61,6 +63,12 @@ private:
 
 /// How a thread of the layer can be made.
 enum class Kind { THREADABLE, FUNCTION };
+
+/// Names the tests of each kind, for INSTANTIATE_TEST_SUITE_P.
+inline std::string nameOfKind(const testing::TestParamInfo<Kind>& tested)
+{
+    return tested.param == Kind::THREADABLE ? "threadable" : "function";
+}
 
 /// A thread of the layer of either kind that does some work; joined at the latest at its end. The
 /// function thread has the level NORMAL and no name.

@@ -17,8 +17,6 @@ using testing::ElementsAre;
 namespace
 {
 
-constexpr int WITHOUT_LIMIT = -1;
-
 /// Cancels a thread that waits in \p semaphore; returns its id.
 unsigned long cancelAWaiterOf(Semaphore& semaphore)
 {

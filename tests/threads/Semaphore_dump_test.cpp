@@ -22,8 +22,6 @@ namespace calls = support::calls;
 namespace
 {
 
-const std::string RULE = "**************************************\n";
-
 /// Writes 1234567 as 1,234,567 and true as "yes".
 class Grouping : public std::numpunct<char>
 {

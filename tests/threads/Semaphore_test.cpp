@@ -16,8 +16,6 @@
 namespace
 {
 
-constexpr int WITHOUT_LIMIT = -1;
-
 unsigned long thisThread()
 {
     return pthread_self();

@@ -18,8 +18,6 @@ namespace calls = support::calls;
 namespace
 {
 
-constexpr int WITHOUT_LIMIT = -1;
-
 struct Deadline {
     time_t seconds;
     long nanoseconds;

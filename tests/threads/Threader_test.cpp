@@ -65,7 +65,7 @@ using SpawnBody = bool(unsigned long*, Threadable*, std::string, GPALThreadPrior
 using SpawnFunction = bool(unsigned long*, void* (*)(void*), void*, std::string, GPALThreadPriority,
                            int);
 
-void* markAsRun(void* flag)
+void* noteTheRun(void* flag)
 {
     *static_cast<bool*>(flag) = true;
     return flag;
@@ -125,7 +125,7 @@ TEST(Threader, spawnsFunctionsThroughTheSlotAfterThoseOfTheInterface)
     Threader threader;
     unsigned long id = 0;
     bool run = false;
-    EXPECT_TRUE(callSlot<SpawnFunction>(&threader, 5, &id, markAsRun, static_cast<void*>(&run),
+    EXPECT_TRUE(callSlot<SpawnFunction>(&threader, 5, &id, noteTheRun, static_cast<void*>(&run),
                                         std::string("name"), GPAL_THREAD_PRIORITY_NORMAL, 0));
     EXPECT_EQ(0, callSlot<int(unsigned long)>(&threader, 4, id));
     EXPECT_TRUE(run);

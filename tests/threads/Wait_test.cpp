@@ -27,8 +27,6 @@ static_assert(std::is_base_of_v<WaitFactoryIfc, WaitFactory>);
 namespace
 {
 
-const std::string RULE = "**************************************\n";
-
 /// A time-limited wait that only notes its limit.
 class RecordingWait : public Wait
 {

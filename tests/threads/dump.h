@@ -10,6 +10,9 @@
 
 #include <gpal/Semaphore.h>
 
+/// The line that begins and ends a dump.
+const std::string RULE = "**************************************\n";
+
 /// One dump, taken apart.
 class Dump
 {
@@ -33,6 +36,9 @@ private:
     std::vector<std::pair<std::string, std::string>> m_fields;
     std::vector<unsigned long> m_waitingThreads;
 };
+
+/// The time-out of a take that waits for as long as it takes.
+constexpr int WITHOUT_LIMIT = -1;
 
 /// What `displayInfo` prints for one object.
 std::string dumpTextOf(Semaphore& semaphore);

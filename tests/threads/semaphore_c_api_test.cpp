@@ -15,15 +15,15 @@ using testing::ElementsAre;
 namespace
 {
 
-/// Notes what is called on it.
-class RecordingSemaphore : public Semaphore
+/// Notes what is called on it, and has results of its own.
+class AnsweringSemaphore : public Semaphore
 {
 public:
-    explicit RecordingSemaphore(std::vector<std::string>& calls)
+    explicit AnsweringSemaphore(std::vector<std::string>& calls)
         : Semaphore(1, 1, false), m_calls(calls)
     {
     }
-    ~RecordingSemaphore() override { m_calls.emplace_back("destroyed"); }
+    ~AnsweringSemaphore() override { m_calls.emplace_back("destroyed"); }
     int take(int timeoutMs) override
     {
         m_calls.push_back("take " + std::to_string(timeoutMs));
@@ -77,7 +77,7 @@ TEST(SemaphoreForC, makesAReentrantSemaphore)
 TEST(SemaphoreForC, passesOnToTheObjectsOwnFunctionsAndReturnsTheirResults)
 {
     std::vector<std::string> calls;
-    void* semaphore = static_cast<Semaphore*>(new RecordingSemaphore(calls));
+    void* semaphore = static_cast<Semaphore*>(new AnsweringSemaphore(calls));
     EXPECT_EQ(take_Semaphore(semaphore, 250), 17);
     EXPECT_EQ(take_Semaphore(semaphore, -1), 17);
     EXPECT_EQ(give_Semaphore(semaphore), 18);

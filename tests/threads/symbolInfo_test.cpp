@@ -24,7 +24,7 @@ int dialledDigits(int digits)
     return symbolInfoLandmark(digits);
 }
 
-class Ringer
+class Speaker
 {
 };
 
@@ -100,8 +100,8 @@ TEST(SymbolInfo, demanglesNamesOfFunctionsAndTypes)
 {
     std::string function = "_ZN9Semaphore4takeEi";
     EXPECT_EQ("Semaphore::take(int)", symbolInfo::demangleSymbol(function));
-    std::string type = typeid(phone::Ringer).name();
-    EXPECT_EQ("phone::Ringer", symbolInfo::demangleSymbol(type));
+    std::string type = typeid(phone::Speaker).name();
+    EXPECT_EQ("phone::Speaker", symbolInfo::demangleSymbol(type));
     std::string number = "i";
     EXPECT_EQ("int", symbolInfo::demangleSymbol(number));
 }

@@ -49,13 +49,8 @@ protected:
     std::atomic<bool> m_running{false};
 };
 
-std::string nameOfKind(const testing::TestParamInfo<Kind>& tested)
-{
-    return tested.param == Kind::THREADABLE ? "threadable" : "function";
-}
-
 INSTANTIATE_TEST_SUITE_P(Each, EndedThread, testing::Values(Kind::THREADABLE, Kind::FUNCTION),
-                         nameOfKind);
+                         support::nameOfKind);
 
 } // namespace
 

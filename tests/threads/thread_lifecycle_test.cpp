@@ -64,13 +64,8 @@ protected:
     support::RecordedManager m_manager{m_timeline};
 };
 
-std::string nameOfKind(const testing::TestParamInfo<Kind>& tested)
-{
-    return tested.param == Kind::THREADABLE ? "threadable" : "function";
-}
-
 INSTANTIATE_TEST_SUITE_P(Each, BothKindsOfThread, testing::Values(Kind::THREADABLE, Kind::FUNCTION),
-                         nameOfKind);
+                         support::nameOfKind);
 
 } // namespace
 

@@ -41,7 +41,18 @@ constexpr Word branch(int words)
     return 0x10000000 | lowHalf(words);
 }
 
-/// The program. Where nothing was put on there is nothing to be read. The stack has the words from `stackLow` up to `stackTop`.
+// Where the programs of the tests lie: `main`, which is called from nowhere, the function that a
+// test is about, and the end of its stack in use.
+constexpr Address MAIN = 0x400100;
+constexpr Address TOP = 0x401000;
+constexpr Address SP = 0x7FFF0100;
+
+// Where the call in `main` returns to; a frame is recorded two instructions before.
+constexpr Address RETURN_TO_MAIN = MAIN + 44;
+constexpr Address IN_MAIN = RETURN_TO_MAIN - 8;
+
+/// The program. Where nothing was put on there is nothing to be read. The stack has the words from
+/// `stackLow` up to `stackTop`.
 class Image final : public gpal::detail::MipsProgram
 {
 public:

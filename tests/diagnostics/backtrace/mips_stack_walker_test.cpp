@@ -12,18 +12,13 @@ using namespace mips;
 namespace
 {
 
-constexpr Address MAIN = 0x400100;
 constexpr Address WORK = 0x400200;
 constexpr Address STARTUP = 0x400300;
-constexpr Address TOP = 0x401000;
 constexpr Address LIBRARY = 0x2AAC1000;
-constexpr Address SP = 0x7FFF0100;
 
-// Where the calls return to; a frame is recorded two instructions before.
+// Where the call in `work` returns to; a frame is recorded two instructions before.
 constexpr Address RETURN_TO_WORK = WORK + 44;
-constexpr Address RETURN_TO_MAIN = MAIN + 44;
 constexpr Address IN_WORK = RETURN_TO_WORK - 8;
-constexpr Address IN_MAIN = RETURN_TO_MAIN - 8;
 
 class MipsWalk : public testing::Test
 {

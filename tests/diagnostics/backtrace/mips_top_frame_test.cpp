@@ -12,12 +12,6 @@ using namespace mips;
 namespace
 {
 
-constexpr Address MAIN = 0x400100;
-constexpr Address TOP = 0x401000;
-constexpr Address SP = 0x7FFF0100;
-constexpr Address RETURN_TO_MAIN = MAIN + 44;
-constexpr Address IN_MAIN = RETURN_TO_MAIN - 8;
-
 class MipsTopFrame : public testing::Test
 {
 protected:
