@@ -23,6 +23,7 @@ using support::Captured;
 using support::Replacement;
 
 namespace calls = support::calls;
+using support::failing;
 
 namespace
 {
@@ -113,12 +114,6 @@ private:
     int m_saved;
     int m_pipe[2] = {-1, -1};
 };
-
-int failing(int error)
-{
-    errno = error;
-    return -1;
-}
 
 /// A socket is closed for good, or as open as it says.
 void expectDefinedState(UDPSocket& socket)

@@ -19,6 +19,7 @@ using support::Captured;
 using support::Replacement;
 
 namespace calls = support::calls;
+using support::failing;
 
 namespace
 {
@@ -39,12 +40,6 @@ public:
 private:
     Replacement<void(int, const char*, va_list)> m_log;
 };
-
-int failing(int error)
-{
-    errno = error;
-    return -1;
-}
 
 /// Makes every look-up fail.
 class NoResolver

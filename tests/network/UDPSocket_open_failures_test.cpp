@@ -20,6 +20,7 @@ using support::RecordedLog;
 using support::Replacement;
 
 namespace calls = support::calls;
+using support::failing;
 
 namespace
 {
@@ -65,12 +66,6 @@ private:
     Replacement<int(const char*, const char*, const addrinfo*, addrinfo**)> m_lookUp;
     Replacement<void(addrinfo*)> m_free;
 };
-
-int failing(int error)
-{
-    errno = error;
-    return -1;
-}
 
 std::string line(const std::string& text)
 {

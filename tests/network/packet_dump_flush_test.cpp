@@ -45,7 +45,7 @@ private:
     std::thread m_thread;
 };
 
-constexpr int RECORDS = 5000;
+constexpr int RECORDS_WHILE_FLUSHED = 5000;
 
 class FlushedCapture : public testing::Test
 {
@@ -66,7 +66,7 @@ protected:
         std::vector<std::thread> threads;
         for (int writer = 0; writer < writers; ++writer) {
             threads.emplace_back([this, writer] {
-                for (int number = 0; number < RECORDS; ++number) {
+                for (int number = 0; number < RECORDS_WHILE_FLUSHED; ++number) {
                     write(writer, number);
                 }
             });
@@ -107,7 +107,7 @@ TEST_F(FlushedCapture, ofOneWriterStaysWhole)
         const Meanwhile flushing([] { std::fflush(nullptr); });
         writeAll(1);
     }
-    EXPECT_EQ(readable(), (std::map<char, int>{{'A', RECORDS}}));
+    EXPECT_EQ(readable(), (std::map<char, int>{{'A', RECORDS_WHILE_FLUSHED}}));
 }
 
 TEST_F(FlushedCapture, ofSeveralWritersStaysWhole)
@@ -117,7 +117,9 @@ TEST_F(FlushedCapture, ofSeveralWritersStaysWhole)
         const Meanwhile flushing([] { std::fflush(nullptr); });
         writeAll(3);
     }
-    EXPECT_EQ(readable(), (std::map<char, int>{{'A', RECORDS}, {'B', RECORDS}, {'C', RECORDS}}));
+    EXPECT_EQ(readable(), (std::map<char, int>{{'A', RECORDS_WHILE_FLUSHED},
+                                               {'B', RECORDS_WHILE_FLUSHED},
+                                               {'C', RECORDS_WHILE_FLUSHED}}));
 }
 
 TEST_F(FlushedCapture, staysWholeWhileChildrenAreForked)
@@ -135,7 +137,7 @@ TEST_F(FlushedCapture, staysWholeWhileChildrenAreForked)
         });
         writeAll(1);
     }
-    EXPECT_EQ(readable(), (std::map<char, int>{{'A', RECORDS}}));
+    EXPECT_EQ(readable(), (std::map<char, int>{{'A', RECORDS_WHILE_FLUSHED}}));
 }
 
 TEST_F(FlushedCapture, isInTheFileAfterAnExitWithoutTheDestructor)

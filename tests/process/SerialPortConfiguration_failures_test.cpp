@@ -8,6 +8,7 @@
 #include <new>
 #include <sys/mount.h>
 
+#include "process/console_table.h"
 #include "support/cancelled_thread.h"
 #include "support/observed.h"
 #include "support/private_mounts.h"
@@ -33,9 +34,6 @@ extern "C" ssize_t read(int descriptor, void* buffer, std::size_t size)
 
 namespace
 {
-
-const std::string TABLE = "/etc/inittab";
-const std::string NEW_TABLE = "/etc/inittab.new";
 
 class TornTable : public testing::Test
 {

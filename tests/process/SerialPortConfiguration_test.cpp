@@ -13,6 +13,7 @@
 #include <thread>
 #include <unistd.h>
 
+#include "process/console_table.h"
 #include "support/observed.h"
 #include "support/private_mounts.h"
 #include "support/temporary_directory.h"
@@ -25,8 +26,6 @@ namespace
 
 const std::string GETTY = "ttyS0::respawn:/sbin/getty 115200 ttyS0";
 const std::string SHELL = "ttyS0::respawn:/bin/sh";
-const std::string TABLE = "/etc/inittab";
-const std::string NEW_TABLE = "/etc/inittab.new";
 
 constexpr auto LOGIN = SerialPortConfiguration::INTERACTIVE_LOGIN;
 constexpr auto NO_LOGIN = SerialPortConfiguration::INTERACTIVE_NO_LOGIN;

@@ -9,6 +9,7 @@
 #include <sys/uio.h>
 
 #include "storage/descriptors.h"
+#include "storage/record_modes.h"
 #include "support/cancelled_thread.h"
 #include "support/file_calls.h"
 #include "support/temporary_directory.h"
@@ -47,7 +48,6 @@ namespace
 {
 
 constexpr auto READ = std::ios_base::in | std::ios_base::binary;
-constexpr auto APPEND = std::ios_base::out | std::ios_base::app | std::ios_base::binary;
 
 std::string few = "few";
 std::string many(200000, 'm');

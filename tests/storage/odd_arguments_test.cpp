@@ -7,6 +7,7 @@
 #include <gmock/gmock.h>
 #include <syslog.h>
 
+#include "storage/record_modes.h"
 #include "support/observed.h"
 #include "support/temporary_directory.h"
 
@@ -16,7 +17,6 @@ namespace
 {
 
 constexpr auto READ = std::ios_base::in | std::ios_base::binary;
-constexpr auto APPEND = std::ios_base::out | std::ios_base::app | std::ios_base::binary;
 
 /// What the calls are made with.
 struct Place {

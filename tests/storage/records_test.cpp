@@ -5,6 +5,7 @@
 #include <unistd.h>
 
 #include "storage/descriptors.h"
+#include "storage/record_modes.h"
 #include "support/temporary_directory.h"
 
 using support::contentOf;
@@ -13,7 +14,6 @@ namespace
 {
 
 constexpr auto FOR_READING = std::ios_base::in | std::ios_base::binary;
-constexpr auto APPEND = std::ios_base::out | std::ios_base::app | std::ios_base::binary;
 constexpr auto TRUNCATE = std::ios_base::out | std::ios_base::trunc | std::ios_base::binary;
 
 /// Counts how often the file is closed.

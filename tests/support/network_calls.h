@@ -4,11 +4,24 @@
 #ifndef GPAL_TESTS_SUPPORT_NETWORK_CALLS_H
 #define GPAL_TESTS_SUPPORT_NETWORK_CALLS_H
 
+#include <cerrno>
 #include <netdb.h>
 #include <sys/select.h>
 #include <sys/socket.h>
 
 #include "support/replaceable.h"
+
+namespace support
+{
+
+/// What a call that fails does.
+inline int failing(int error)
+{
+    errno = error;
+    return -1;
+}
+
+} // namespace support
 
 namespace support::calls
 {
