@@ -218,7 +218,7 @@ void Semaphore::displayInfo()
     gpal::detail::SemaphoreDump dump("Semaphore", this);
     dump.line("max count", m_maxCount);
     dump.line("current count", m_count);
-    dump.line("current owner", m_owner);
+    dump.line("current owner", static_cast<long long>(m_owner));
     dump.line("give() count", m_giveCount);
     dump.line("take() count", m_takeCount);
     dump.line("take() timeout count", m_timeoutCount);

@@ -40,7 +40,7 @@ void Wait::displayInfo()
     gpal::detail::SemaphoreDump dump("Wait", this);
     dump.line("max count", m_maxCount);
     dump.line("current count", m_count);
-    dump.line("current owner", m_owner);
+    dump.line("current owner", static_cast<long long>(m_owner));
     dump.line("signal() count", m_giveCount);
     dump.line("wait() count", m_takeCount);
     dump.line("Number of threads waiting", m_waitingCount);

@@ -22,8 +22,8 @@ public:
     /// `type()` and `getThreadPriorityForPlatform()`. The body stays the caller's.
     ///
     /// Returns false, with nothing created, when \p body or \p threadId is null; otherwise true,
-    /// even if the thread could not be created: `*threadId` is then left as it was, and is stored in
-    /// the body all the same. No cancellation point.
+    /// even if the thread could not be created: `*threadId` is then left as it was, and is stored
+    /// in the body all the same. No cancellation point.
     virtual bool spawn(unsigned long* threadId, Threadable* body, std::string name,
                        GPALThreadPriority priority, int reserved) = 0;
 

@@ -44,7 +44,7 @@ FailingAllocations::~FailingAllocations()
     armed = false;
 }
 
-bool FailingAllocations::struck() const
+bool FailingAllocations::struck()
 {
     return hasStruck;
 }

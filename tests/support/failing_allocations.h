@@ -18,8 +18,8 @@ public:
     FailingAllocations& operator=(const FailingAllocations&) = delete;
     ~FailingAllocations();
 
-    /// Whether one has failed.
-    bool struck() const;
+    /// Whether one has failed since the last of these was made.
+    static bool struck();
 };
 
 /// How many blocks of `operator new` are in use.

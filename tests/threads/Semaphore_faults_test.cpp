@@ -22,7 +22,7 @@ TEST(SemaphoreWithoutMemory, isWaitedForByAThreadThatCannotBeListed)
     {
         const FailingAllocations memory;
         EXPECT_EQ(semaphore.take(1), Semaphore::NOT_AVAILABLE);
-        EXPECT_TRUE(memory.struck());
+        EXPECT_TRUE(FailingAllocations::struck());
     }
     EXPECT_EQ(dumpOf(semaphore).waitingCount(), 0);
     EXPECT_EQ(dumpOf(semaphore).number("take() timeout count"), 1);
@@ -57,7 +57,7 @@ TEST(SemaphoreWithoutMemory, isNotMadeAndLeavesNothing)
             Semaphore semaphore(1, 1, false);
             made = true;
         } catch (const std::bad_alloc&) {
-            EXPECT_TRUE(memory.struck());
+            EXPECT_TRUE(FailingAllocations::struck());
         }
         EXPECT_EQ(support::blocksInUse(), before);
     }

@@ -72,7 +72,7 @@ TEST(TimedThreadFactoryWithoutMemory, isNotMadeAndLeavesNothing)
             TimedThreadFactory factory;
             made = true;
         } catch (const std::bad_alloc&) {
-            EXPECT_TRUE(memory.struck());
+            EXPECT_TRUE(FailingAllocations::struck());
         }
         EXPECT_EQ(support::blocksInUse(), before);
     }

@@ -54,7 +54,7 @@ TEST_P(ThreadWithoutMemory, runsAlthoughItCannotBeRegistered)
             return support::calls::pthread_create.original(thread, attributes, body, argument);
         });
     LayerThread thread(GetParam(), [&] {
-        struck = memory->struck();
+        struck = FailingAllocations::struck();
         memory.reset();
         memory.emplace();
         levelSet = Threader::setThreadPriority(GPAL_THREAD_PRIORITY_NORMAL, 0);

@@ -55,7 +55,7 @@ void expectNothingLeftWhenMemoryRunsOutIn(Make make)
                 make();
                 made = true;
             } catch (const std::bad_alloc&) {
-                EXPECT_TRUE(memory.struck());
+                EXPECT_TRUE(FailingAllocations::struck());
             }
         }
         EXPECT_EQ(support::blocksInUse(), before) << "after " << successes;
@@ -87,7 +87,7 @@ TEST_F(TimerWithoutMemory, isAskedByThreadsThatHaveToWaitForItAllTheSame)
     std::atomic<bool> asked{false};
     m_receiver.m_during = [&](osTimerIfc*) {
         called = true;
-        EXPECT_TRUE(timertest::soon([&] { return memory && memory->struck(); }));
+        EXPECT_TRUE(timertest::soon([] { return FailingAllocations::struck(); }));
     };
     start();
     m_time.sleepAfter([&] { timer.start(); });
@@ -169,7 +169,7 @@ TEST(PosixTimerWithoutMemory, tracesStartsStopsServesAndGoesAllTheSame)
     timerEventNotify({});
     EXPECT_TRUE(timer->stop());
     timer.reset();
-    EXPECT_FALSE(memory.struck());
+    EXPECT_FALSE(FailingAllocations::struck());
 }
 
 TEST(PosixTimerThatCouldNotBeMade, failsByItselfAndTouchesNobodyElsesTimer)
