@@ -23,7 +23,13 @@ set(CMAKE_CROSSCOMPILING_EMULATOR "${GPAL_QEMU_MIPS};-R;0x30000000")
 foreach(language C CXX)
     set(CMAKE_${language}_FLAGS_INIT "-fPIC -fstack-protector-all -Wa,-mno-pdr")
 endforeach()
-set(GPAL_SMALL_CODE_OPTIONS -fstack-protector-explicit)
+set(GPAL_SMALL_CODE_OPTIONS
+    -fstack-protector-explicit
+    # All of the library is optimised as one, at the end; that step has to be told of exceptions again.
+    -flto=auto -fexceptions
+    # The compiler writes the unwind tables itself, without entries for functions that can't throw, and in
+    # the oldest and shortest form, as no debugging information goes with them.
+    -fno-dwarf2-cfi-asm -gdwarf-2 -g0)
 
 # The linker's own script, save that it leaves _gp, the end of an executable's code, to be found.
 set(GPAL_LINKER_SCRIPT ${CMAKE_BINARY_DIR}/mips_gp.ld)
