@@ -18,7 +18,7 @@ union DefaultManager {
     };
 
     DefaultManager() : objects() {}
-    ~DefaultManager() {}
+    ~DefaultManager() {} // NOLINT(modernize-use-equals-default): that one would be deleted
 
     Objects objects;
 };

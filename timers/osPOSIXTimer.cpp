@@ -31,8 +31,9 @@ bool succeeded(int result, const char* call)
     return true;
 }
 
-/// The result of a call for a timer that could not be made. Its null handle is not shown to the C
-/// library, which may know another timer by it.
+/// The result of a call for a timer that could not be made, or without a setting. A null handle is
+/// not shown to the C library, which may know another timer by it; nor is a null setting, which
+/// some look into.
 int refused()
 {
     errno = EINVAL;
@@ -80,8 +81,8 @@ int osPOSIXTimer::setInterval(int ms, timespec* ts)
 
 bool osPOSIXTimer::setTimer(itimerspec* value, itimerspec* oldValue)
 {
-    return succeeded(m_timerId == nullptr ? refused()
-                                          : timer_settime(m_timerId, 0, value, oldValue),
+    const bool possible = m_timerId != nullptr && value != nullptr;
+    return succeeded(possible ? timer_settime(m_timerId, 0, value, oldValue) : refused(),
                      "timer_settime");
 }
 
