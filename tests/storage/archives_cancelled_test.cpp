@@ -3,7 +3,6 @@
 
 #include <cerrno>
 #include <gmock/gmock.h>
-#include <stdio_ext.h>
 #include <unistd.h>
 
 #include "storage/packing.h"
@@ -51,27 +50,6 @@ protected:
 
 using PackOnAFullDisk = CancelledPack;
 
-/// Whether a thread that is cancelled in a print to a full pipe unwinds its stack.
-bool unwindsOutOfPrints(const std::string& path)
-{
-    const support::FullPipe pipe(path);
-    std::FILE* const stream = std::fopen(path.c_str(), "w");
-    std::setvbuf(stream, nullptr, _IONBF, 0);
-    bool unwound = false;
-    CancelledThread thread([&] {
-        struct NoteUnwinding {
-            ~NoteUnwinding() { m_unwound = true; }
-            bool& m_unwound;
-        } const noteUnwinding{unwound};
-        std::fprintf(stream, "%s\n", path.c_str());
-    });
-    thread.cancelOnceItBlocks();
-    EXPECT_TRUE(thread.isCancelled());
-    __fpurge(stream);
-    std::fclose(stream);
-    return unwound;
-}
-
 } // namespace
 
 TEST_F(CancelledPack, blockedInFlushingLeavesNoList)
@@ -82,9 +60,8 @@ TEST_F(CancelledPack, blockedInFlushingLeavesNoList)
 
 TEST_F(CancelledPack, blockedInWritingLeavesNoList)
 {
-    if (!unwindsOutOfPrints(m_directory.path("probe"))) {
-        GTEST_SKIP()
-            << "this C library ends a thread that is cancelled in fprintf without unwinding";
+    if (!support::unwindsOutOfPrints()) {
+        GTEST_SKIP() << support::NO_UNWINDING_OUT_OF_PRINTS;
     }
     expectLetGoWhenBlocked(packMany);
 }

@@ -4,16 +4,19 @@
 #define GPAL_TESTS_SUPPORT_CANCELLED_THREAD_H
 
 #include <atomic>
+#include <cstdio>
 #include <cstdlib>
 #include <fcntl.h>
 #include <fstream>
 #include <functional>
 #include <pthread.h>
+#include <stdio_ext.h>
 #include <string>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include "support/observed.h"
+#include "support/temporary_directory.h"
 
 namespace support
 {
@@ -119,6 +122,31 @@ private:
     std::string m_path;
     int m_descriptor = -1;
 };
+
+constexpr const char* NO_UNWINDING_OUT_OF_PRINTS =
+    "this C library ends a thread that is cancelled in fprintf without unwinding its stack";
+
+/// Whether a thread that is cancelled in a print to a full pipe unwinds its stack.
+inline bool unwindsOutOfPrints()
+{
+    const TemporaryDirectory directory;
+    const FullPipe pipe(directory.path("pipe"));
+    std::FILE* const stream = std::fopen(pipe.path().c_str(), "w");
+    std::setvbuf(stream, nullptr, _IONBF, 0);
+    bool unwound = false;
+    CancelledThread thread([&] {
+        struct NoteUnwinding {
+            ~NoteUnwinding() { m_unwound = true; }
+            bool& m_unwound;
+        } const noteUnwinding{unwound};
+        std::fprintf(stream, "%s\n", pipe.path().c_str());
+    });
+    thread.cancelOnceItBlocks();
+    thread.isCancelled();
+    __fpurge(stream);
+    std::fclose(stream);
+    return unwound;
+}
 
 } // namespace support
 

@@ -34,11 +34,6 @@ void* nothing(void* argument)
     return argument;
 }
 
-const char* none()
-{
-    return nullptr;
-}
-
 long joined(bool spawned, unsigned long id)
 {
     Threader().waitForThreadCompletion(id);
@@ -199,12 +194,10 @@ const Call CALLS[] = {
      100002},
     {"log nothing",
      [] {
-         syslogger_emergency(none());
-         syslogger_error(none());
-         syslogger_warning(none());
-         syslogger_notice(none());
-         syslogger_info(none());
-         syslogger_debug(none());
+         for (const auto log : {syslogger_emergency, syslogger_error, syslogger_warning,
+                                syslogger_notice, syslogger_info, syslogger_debug}) {
+             log(nullptr);
+         }
          return 0;
      },
      0},
