@@ -6,12 +6,10 @@
 #include <filesystem>
 #include <gmock/gmock.h>
 #include <new>
-#include <sys/mount.h>
 
 #include "process/console_table.h"
 #include "support/cancelled_thread.h"
 #include "support/observed.h"
-#include "support/private_mounts.h"
 #include "support/temporary_directory.h"
 
 using support::CancelledThread;
@@ -35,23 +33,9 @@ extern "C" ssize_t read(int descriptor, void* buffer, std::size_t size)
 namespace
 {
 
-class TornTable : public testing::Test
+class TornTable : public ConsoleTable
 {
 protected:
-    void SetUp() override
-    {
-        GPAL_IN_PRIVATE_NAMESPACES();
-        m_mounted = support::mountTmpfs("/etc", 1 << 20);
-        ASSERT_TRUE(m_mounted) << std::strerror(errno);
-    }
-
-    void TearDown() override
-    {
-        if (m_mounted) {
-            umount2("/etc", MNT_DETACH);
-        }
-    }
-
     static void setMode()
     {
         SerialPortConfiguration::setSerialPortMode(SerialPortConfiguration::NON_INTERACTIVE);
@@ -70,11 +54,6 @@ protected:
     {
         return std::string("Error reading file: : ") + std::strerror(reason) + "\n";
     }
-
-    const support::RecordedCommands m_commands;
-
-private:
-    bool m_mounted = false;
 };
 
 int descriptorCount()

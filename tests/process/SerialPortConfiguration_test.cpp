@@ -7,7 +7,6 @@
 #include <filesystem>
 #include <fstream>
 #include <gmock/gmock.h>
-#include <sys/mount.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <thread>
@@ -15,7 +14,6 @@
 
 #include "process/console_table.h"
 #include "support/observed.h"
-#include "support/private_mounts.h"
 #include "support/temporary_directory.h"
 
 using support::contentOf;
@@ -42,23 +40,9 @@ SerialPortConfiguration::SerialPortMode mode(int value)
     return static_cast<SerialPortConfiguration::SerialPortMode>(value);
 }
 
-class SerialConsole : public testing::Test
+class SerialConsole : public ConsoleTable
 {
 protected:
-    void SetUp() override
-    {
-        GPAL_IN_PRIVATE_NAMESPACES();
-        m_mounted = support::mountTmpfs("/etc", 1 << 20);
-        ASSERT_TRUE(m_mounted) << std::strerror(errno);
-    }
-
-    void TearDown() override
-    {
-        if (m_mounted) {
-            umount2("/etc", MNT_DETACH);
-        }
-    }
-
     static void write(const std::string& table) { std::ofstream(TABLE) << table; }
 
     /// The table that \p mode makes of \p table.
@@ -70,11 +54,6 @@ protected:
         EXPECT_FALSE(support::exists(NEW_TABLE));
         return contentOf(TABLE);
     }
-
-    const support::RecordedCommands m_commands;
-
-private:
-    bool m_mounted = false;
 };
 
 /// The descriptors of this program that lead to \p path.

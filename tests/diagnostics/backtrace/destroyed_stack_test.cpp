@@ -103,8 +103,8 @@ void* walkDestroyedStacks(void*)
     for (const bool onAlternateStack : {true, false}) {
         for (const DestroyedPointer& pointer : destroyedPointers()) {
             SCOPED_TRACE(pointer.what);
-            for (const auto& [name, work] :
-                 {std::pair{"chainLeaf", chainLeaf}, std::pair{"chainLargeLeaf", chainLargeLeaf}}) {
+            for (const auto& [name, work] : {std::make_pair("chainLeaf", chainLeaf),
+                                             std::make_pair("chainLargeLeaf", chainLargeLeaf)}) {
                 const Stack stack = stackWith(pointer.value, onAlternateStack, work);
                 EXPECT_EQ(Names{name}, Names(1, stack.empty() ? "" : namesOf(stack).front()));
             }
