@@ -166,7 +166,9 @@ TEST(PosixTimerWithoutMemory, tracesStartsStopsServesAndGoesAllTheSame)
     EXPECT_TRUE(timer->start());
     EXPECT_TRUE(timer->reset());
     timer->timerEvent();
-    timerEventNotify({});
+    sigval nobody{};
+    nobody.sival_ptr = nullptr;
+    timerEventNotify(nobody);
     EXPECT_TRUE(timer->stop());
     timer.reset();
     EXPECT_FALSE(FailingAllocations::struck());

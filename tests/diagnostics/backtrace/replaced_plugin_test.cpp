@@ -1,6 +1,7 @@
 // A plugin is unloaded, built anew, and loaded again at the same place.
 #include <gpal/backtrace.h>
 
+#include <algorithm>
 #include <dlfcn.h>
 #include <filesystem>
 #include <gtest/gtest.h>
@@ -51,8 +52,8 @@ TEST(ReplacedPlugin, isWalkedThroughAsItIsNow)
     const Walked second = walkThrough(PLUGIN_LARGE, file);
     const Walked third = walkThrough(PLUGIN_SMALL, file);
     EXPECT_EQ(first.function, second.function) << "not loaded where it was";
-    ASSERT_LE(5U, first.names.size());
-    EXPECT_EQ("pluginCall", first.names[3]);
+    ASSERT_FALSE(first.names.empty());
+    EXPECT_EQ(1, std::count(first.names.begin(), first.names.end(), "pluginCall"));
     EXPECT_EQ("main", first.names.back());
     EXPECT_EQ(first.names, second.names);
     EXPECT_EQ(first.names, third.names);
