@@ -14,7 +14,6 @@
 
 using support::FailingAllocations;
 using support::LayerThread;
-using testing::ElementsAre;
 
 namespace
 {
