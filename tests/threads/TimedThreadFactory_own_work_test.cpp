@@ -2,6 +2,7 @@
 #include <gpal/TimedThread.h>
 
 #include <atomic>
+#include <functional>
 #include <gtest/gtest.h>
 #include <unistd.h>
 

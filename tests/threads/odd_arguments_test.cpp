@@ -1,4 +1,5 @@
 // Arguments that nobody should pass: they cost the call, never the process.
+#include <cerrno>
 #include <functional>
 #include <gtest/gtest.h>
 #include <limits>

@@ -1,10 +1,12 @@
 // Threads of a process that runs out of memory.
 #include <gpal/Threader.h>
 
-#include <atomic>
-#include <csignal>
+#include <cstdarg>
+#include <cstdio>
 #include <gmock/gmock.h>
 #include <new>
+#include <optional>
+#include <string>
 
 #include <gpal/GPALException.h>
 

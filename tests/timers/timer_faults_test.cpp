@@ -1,6 +1,7 @@
 // Timers of a process that runs out of memory or of timers, and arguments that nobody should pass.
 #include <gpal/osPOSIXTimer.h>
 
+#include <atomic>
 #include <cerrno>
 #include <cstring>
 #include <gmock/gmock.h>
