@@ -19,6 +19,7 @@
 #include "support/cancelled_thread.h"
 #include "support/network_calls.h"
 #include "support/observed.h"
+#include "threads/plain_thread.h"
 
 using support::Captured;
 using support::Replacement;
@@ -46,42 +47,6 @@ public:
 
 private:
     Replacement<void(int, const char*, va_list)> m_log;
-};
-
-/// Runs something in a thread that ends at the latest at its end.
-class Thread
-{
-public:
-    explicit Thread(std::function<void()> work) : m_work(std::move(work))
-    {
-        pthread_create(&m_thread, nullptr, run, this);
-    }
-    Thread(const Thread&) = delete;
-    Thread& operator=(const Thread&) = delete;
-    ~Thread() { wasCancelled(); }
-
-    void cancel() { pthread_cancel(m_thread); }
-    /// Waits for its end; whether it was cancelled.
-    bool wasCancelled()
-    {
-        if (!m_joined) {
-            pthread_join(m_thread, &m_result);
-            m_joined = true;
-        }
-        return m_result == PTHREAD_CANCELED;
-    }
-
-private:
-    static void* run(void* thread)
-    {
-        static_cast<Thread*>(thread)->m_work();
-        return nullptr;
-    }
-
-    std::function<void()> m_work;
-    pthread_t m_thread{};
-    void* m_result = nullptr;
-    bool m_joined = false;
 };
 
 /// A standard error that takes nothing more: a pipe that is full.
@@ -144,7 +109,7 @@ void cancelAtEachLine(int lines, bool isOpenBefore, const std::function<void(UDP
         }
         {
             CancelledInTheLog log(line);
-            EXPECT_TRUE(Thread([&] { action(socket); }).wasCancelled()) << line;
+            EXPECT_TRUE(PlainThread([&] { action(socket); }).wasCancelled()) << line;
             EXPECT_GE(log.lines, line);
         }
         const support::RecordedLog log;
@@ -244,7 +209,7 @@ TEST(UDPSocketCancelled, asItClosesHasNoClaimToTheNumberAnyMore)
         pthread_testcancel();
         return result;
     });
-    EXPECT_TRUE(Thread([&] {
+    EXPECT_TRUE(PlainThread([&] {
                     socket.close();
                     pthread_testcancel();
                 }).wasCancelled());
@@ -268,7 +233,7 @@ TEST(UDPSocketCancelled, blockedInAReportIsClosed)
             refused = true;
             return calls::bind.original(fd, address, size);
         });
-        Thread opening([&] { socket.open(port, ADDRESS_FAMILY_IPV4, "", "127.0.0.1"); });
+        PlainThread opening([&] { socket.open(port, ADDRESS_FAMILY_IPV4, "", "127.0.0.1"); });
         EXPECT_TRUE(support::eventually([&] { return refused.load(); }));
         std::this_thread::sleep_for(std::chrono::milliseconds(20));
         opening.cancel();
@@ -292,7 +257,7 @@ TEST(UDPSocketCancelled, blockedInAReadIsOpenAndReadsAgain)
         waits = true;
         return calls::select.original(limit, readable, writable, exceptional, timeout);
     });
-    Thread reader([&] { socket.read(data, 5u, nullptr, nullptr); });
+    PlainThread reader([&] { socket.read(data, 5u, nullptr, nullptr); });
     EXPECT_TRUE(support::eventually([&] { return waits.load(); }));
     reader.cancel();
     EXPECT_TRUE(reader.wasCancelled());
@@ -311,7 +276,7 @@ TEST(UDPSocketReader, isWokenByADatagramOfItsOwn)
     ASSERT_GE(socket.open(port, ADDRESS_FAMILY_IPV4, "", "127.0.0.1"), 0);
     int result = -1;
     {
-        const Thread reader([&] {
+        const PlainThread reader([&] {
             char byte = 0;
             result = socket.read(&byte, 1u, nullptr, nullptr);
         });

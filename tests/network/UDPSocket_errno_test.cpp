@@ -11,7 +11,7 @@
 #include <gtest/gtest.h>
 
 #include "peers.h"
-#include "short_memory.h"
+#include "support/failing_allocations.h"
 #include "support/network_calls.h"
 #include "support/observed.h"
 
@@ -238,7 +238,7 @@ TEST_F(UDPSocketErrno, needsNoMemoryForItsReports)
     {
         const Replacement resolver(calls::getaddrinfo, [](const char*, const char*, const addrinfo*,
                                                           addrinfo**) { return EAI_NONAME; });
-        const support::ShortMemory none(0);
+        const support::FailingAllocations none(0, support::FailingAllocations::OF_ALL_THREADS);
         // The short text of the address takes no memory.
         lookUp = {m_socket.open(1, ADDRESS_FAMILY_IPV4, longName, ""), errno};
         reading = {m_socket.read(m_data, 1u, nullptr, nullptr), errno};

@@ -7,12 +7,12 @@
 #include <gtest/gtest.h>
 
 #include "capture_file.h"
-#include "short_memory.h"
 #include "storage/descriptors.h"
+#include "support/failing_allocations.h"
 #include "support/observed.h"
 #include "support/temporary_directory.h"
 
-using support::ShortMemory;
+using support::FailingAllocations;
 
 namespace
 {
@@ -40,7 +40,7 @@ TEST_F(PacketDumpWithoutMemory, isNotOpenedByAWriteAndWritesOnceThereIsSome)
 {
     const auto before = openDescriptors();
     for (int attempt = 0; attempt < 3; ++attempt) {
-        const ShortMemory memory(BUFFER);
+        const FailingAllocations memory(0, FailingAllocations::OF_THIS_THREAD, BUFFER);
         EXPECT_THROW(write(), std::bad_alloc);
     }
     EXPECT_EQ(openDescriptors(), before);
@@ -59,7 +59,7 @@ TEST_F(PacketDumpWithoutMemory, isNotOpenedByAReadAndReadsOnceThereIsSome)
     reopen();
     const auto before = openDescriptors();
     for (int attempt = 0; attempt < 3; ++attempt) {
-        const ShortMemory memory(BUFFER);
+        const FailingAllocations memory(0, FailingAllocations::OF_THIS_THREAD, BUFFER);
         EXPECT_THROW(read(), std::bad_alloc);
     }
     EXPECT_EQ(openDescriptors(), before);
@@ -74,13 +74,13 @@ TEST_F(PacketDumpWithoutMemory, isStillFreeToBeReadOrWritten)
     ASSERT_EQ(write(), 5);
     reopen();
     {
-        const ShortMemory memory(BUFFER);
+        const FailingAllocations memory(0, FailingAllocations::OF_THIS_THREAD, BUFFER);
         EXPECT_THROW(write(), std::bad_alloc);
     }
     EXPECT_EQ(read(), 5);
     reopen();
     {
-        const ShortMemory memory(BUFFER);
+        const FailingAllocations memory(0, FailingAllocations::OF_THIS_THREAD, BUFFER);
         EXPECT_THROW(read(), std::bad_alloc);
     }
     EXPECT_EQ(write(), 5);

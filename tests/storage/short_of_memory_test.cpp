@@ -1,39 +1,12 @@
 // Record files when the buffer of their stream can't be had.
 #include <gpal/Storage.h>
 
-#include <cstdlib>
 #include <gtest/gtest.h>
 #include <new>
 
 #include "storage/descriptors.h"
+#include "support/failing_allocations.h"
 #include "support/temporary_directory.h"
-
-namespace
-{
-
-bool arraysAreRefused = false;
-
-} // namespace
-
-// The C++ library's streams allocate their buffers so.
-void* operator new[](std::size_t size)
-{
-    void* const memory = arraysAreRefused ? nullptr : std::malloc(size);
-    if (memory == nullptr) {
-        throw std::bad_alloc();
-    }
-    return memory;
-}
-
-void operator delete[](void* memory) noexcept
-{
-    std::free(memory);
-}
-
-void operator delete[](void* memory, std::size_t /*size*/) noexcept
-{
-    std::free(memory);
-}
 
 namespace
 {
@@ -52,9 +25,12 @@ protected:
     void expectRefused(Call call)
     {
         const auto before = openDescriptors();
-        arraysAreRefused = true;
-        EXPECT_THROW(call(), std::bad_alloc);
-        arraysAreRefused = false;
+        {
+            constexpr std::size_t BUFFER = 1024; // at least; the stream itself is smaller
+            const support::FailingAllocations memory(0, support::FailingAllocations::OF_THIS_THREAD,
+                                                     BUFFER);
+            EXPECT_THROW(call(), std::bad_alloc);
+        }
         EXPECT_EQ(openDescriptors(), before);
     }
 

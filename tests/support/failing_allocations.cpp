@@ -12,13 +12,14 @@ std::atomic<bool> armed{false};
 std::atomic<bool> forAll{false};
 std::atomic<bool> hasStruck{false};
 std::atomic<int> successesLeft{0};
+std::atomic<std::size_t> smallestRefused{0};
 std::atomic<pthread_t> victim{};
 std::atomic<long> inUse{0};
 
-bool fails()
+bool fails(std::size_t size)
 {
-    if (!armed || (!forAll && pthread_equal(victim, pthread_self()) == 0) ||
-        successesLeft.fetch_sub(1) > 0) {
+    if (!armed || size < smallestRefused ||
+        (!forAll && pthread_equal(victim, pthread_self()) == 0) || successesLeft.fetch_sub(1) > 0) {
         return false;
     }
     hasStruck = true;
@@ -30,8 +31,9 @@ bool fails()
 namespace support
 {
 
-FailingAllocations::FailingAllocations(int successes, Whose whose)
+FailingAllocations::FailingAllocations(int successes, Whose whose, std::size_t smallest)
 {
+    smallestRefused = smallest;
     successesLeft = successes;
     forAll = whose == OF_ALL_THREADS;
     victim = pthread_self();
@@ -58,7 +60,7 @@ long blocksInUse()
 
 void* operator new(std::size_t size)
 {
-    void* const block = fails() ? nullptr : std::malloc(size);
+    void* const block = fails(size) ? nullptr : std::malloc(size);
     if (block == nullptr) {
         throw std::bad_alloc();
     }
@@ -75,6 +77,23 @@ void operator delete(void* block) noexcept
 }
 
 void operator delete(void* block, std::size_t /*size*/) noexcept
+{
+    operator delete(block);
+}
+
+// By themselves these three would go the way of a sanitizer's.
+
+void* operator new[](std::size_t size)
+{
+    return operator new(size);
+}
+
+void operator delete[](void* block) noexcept
+{
+    operator delete(block);
+}
+
+void operator delete[](void* block, std::size_t /*size*/) noexcept
 {
     operator delete(block);
 }

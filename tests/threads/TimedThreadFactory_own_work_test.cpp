@@ -122,9 +122,15 @@ TEST_F(OwnFactory, canBeUsedByWorkThatOtherWorkDeletes)
 
 TEST_F(OwnFactory, isLockedByWorkThatNobodyDeletesAsByAnybodyElse)
 {
-    Semaphore never(0, 1, false);
-    Work open([&] { never.take(-1); });
-    Work asker;
+    Wait never;
+    long unitsMeanwhile = -1;
+    Work open([&] {
+        struct NoteTheLock {
+            long& m_units;
+            ~NoteTheLock() { m_units = unitsOfTheLock(); }
+        } const noteTheLock{unitsMeanwhile};
+        never.wait(-1);
+    });
     TimedThreadIfc* slow = m_factory.getNewTimedThread(&open);
     EXPECT_EQ(slow->runForAMaximumOf(0), 0);
     bool deleted = false;
@@ -132,6 +138,7 @@ TEST_F(OwnFactory, isLockedByWorkThatNobodyDeletesAsByAnybodyElse)
     TimedThreadIfc* timedThread = m_factory.getNewTimedThread(&work);
     EXPECT_EQ(timedThread->runForAMaximumOf(-1), 1);
     EXPECT_TRUE(deleted);
+    EXPECT_EQ(unitsMeanwhile, 0);
     EXPECT_EQ(unitsOfTheLock(), 1);
     EXPECT_TRUE(m_factory.deleteTimedThread(timedThread));
 }

@@ -36,8 +36,12 @@ public:
         }
     }
 
-    /// Whether the thread was cancelled rather than returned; for joined threads.
-    bool wasCancelled() const { return m_result == PTHREAD_CANCELED; }
+    /// Waits for the thread's end; whether it was cancelled rather than returned.
+    bool wasCancelled()
+    {
+        join();
+        return m_result == PTHREAD_CANCELED;
+    }
 
 private:
     static void* start(void* thread)
