@@ -81,7 +81,12 @@ void operator delete(void* block, std::size_t /*size*/) noexcept
     operator delete(block);
 }
 
-// By themselves these three would go the way of a sanitizer's.
+// By themselves these would go the way of a sanitizer's.
+
+void operator delete(void* block, const std::nothrow_t& /*tag*/) noexcept
+{
+    operator delete(block);
+}
 
 void* operator new[](std::size_t size)
 {
