@@ -11,7 +11,6 @@
 #include "peers.h"
 #include "support/network_calls.h"
 #include "support/observed.h"
-#include "support/slots.h"
 
 using support::Captured;
 using support::LogLine;
@@ -238,15 +237,6 @@ TEST(UDPSocketOpen, needsNoPortManager)
     EXPECT_EQ(UDPSocket::getPortMgr(), nullptr);
     UDPSocket socket;
     EXPECT_GE(socket.open(peers::freePort(), ADDRESS_FAMILY_IPV4, "owner", ""), 0);
-}
-
-TEST(PortMgmtIfc, isToldThroughItsFirstVirtualFunction)
-{
-    Told manager;
-    const std::string owner = "owner";
-    support::callSlot<int(const std::string&, unsigned int)>(&manager, 0, owner, 7u);
-    EXPECT_EQ(manager.owners, std::vector<std::string>{"owner"});
-    EXPECT_EQ(manager.ports, std::vector<unsigned int>{7u});
 }
 
 TEST(UDPSocketOpen, closesAnOpenSocketFirstAndComplainsWithTheRequestedPort)

@@ -8,10 +8,7 @@
 #include <gpal/ProcessTypeString.h>
 
 #include "support/layer_threads.h"
-#include "support/slots.h"
 
-using support::callSlot;
-using testing::ElementsAre;
 using testing::Return;
 using testing::StrictMock;
 
@@ -98,62 +95,6 @@ private:
 const int answerAtStart = ProcessManagement::manager()->removeThread(0);
 
 } // namespace
-
-TEST(PrioritySetter, keepsItsVirtualFunctionsInTheOrderThatClientsWereBuiltWith)
-{
-    std::string called;
-    SetterOutside outside(called);
-    PrioritySetter* const setter = &outside;
-    EXPECT_EQ(7, (callSlot<int(std::string, unsigned long)>(setter, 2, std::string("a"), 7UL)));
-    EXPECT_EQ("set thread a", called);
-    EXPECT_EQ(8, (callSlot<int(std::string, int)>(setter, 3, std::string("b"), 8)));
-    EXPECT_EQ("set process b", called);
-    EXPECT_EQ(
-        -5, (callSlot<int(std::string, unsigned long, int)>(setter, 4, std::string("c"), 9UL, -5)));
-    EXPECT_EQ("request thread c9", called);
-    EXPECT_EQ(-6, (callSlot<int(std::string, int, int)>(setter, 5, std::string("d"), 10, -6)));
-    EXPECT_EQ("request process d10", called);
-}
-
-TEST(PrioritySetter, isDestroyedThroughItsFirstTwoSlots)
-{
-    std::string called;
-    alignas(SetterOutside) unsigned char place[sizeof(SetterOutside)];
-    callSlot<void()>(new (place) SetterOutside(called), 0);
-    EXPECT_EQ("destroyed", called);
-    called.clear();
-    callSlot<void()>(new SetterOutside(called), 1);
-    EXPECT_EQ("destroyed", called);
-}
-
-TEST(ProcessManager, keepsItsVirtualFunctionsInTheOrderThatClientsWereBuiltWith)
-{
-    support::Timeline timeline;
-    const support::RecordedManager inForce(timeline);
-    ProcessManager* const manager = ProcessManagement::manager();
-    DescribedBody body(0);
-    NamedProcess process;
-    EXPECT_EQ(1, (callSlot<int(Threadable*, int)>(manager, 2, &body, 21)));
-    EXPECT_EQ(1, (callSlot<int(int, std::string)>(manager, 3, 31, std::string("name"))));
-    EXPECT_EQ(0, callSlot<int(int)>(manager, 4, 41));
-    EXPECT_EQ(1, callSlot<int(Process*)>(manager, 5, &process));
-    EXPECT_EQ(2,
-              (callSlot<int(int, GPALThreadPriority)>(manager, 6, 61, GPAL_THREAD_PRIORITY_HIGH)));
-    EXPECT_THAT(timeline.events(),
-                ElementsAre(support::announced("ringer", 21), support::announcedByName("name", 31),
-                            support::removed(41), support::processStarted("/usr/bin/dialler", 4711),
-                            support::priorityRequested(61, 2)));
-}
-
-TEST(ProcessManager, isDestroyedThroughItsFirstTwoSlots)
-{
-    int destroyed = 0;
-    alignas(DestructionWatcher) unsigned char place[sizeof(DestructionWatcher)];
-    callSlot<void()>(new (place) DestructionWatcher(destroyed), 0);
-    EXPECT_EQ(1, destroyed);
-    callSlot<void()>(new DestructionWatcher(destroyed), 1);
-    EXPECT_EQ(2, destroyed);
-}
 
 TEST(ProcessManager, turnsLevelsIntoNiceValues)
 {

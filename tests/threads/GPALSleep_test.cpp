@@ -12,9 +12,7 @@
 
 #include "support/observed.h"
 #include "support/replaceable.h"
-#include "support/slots.h"
 
-using support::callSlot;
 using support::Replacement;
 using testing::ElementsAre;
 using testing::IsEmpty;
@@ -97,15 +95,6 @@ public:
 
 } // namespace
 
-TEST(GPALSleepImple, hasItsVirtualFunctionsInTheOrderThatClientsWereBuiltFor)
-{
-    FakeSleep fake;
-    callSlot<void(int)>(&fake, 2, 7);
-    callSlot<void(int)>(&fake, 3, 8);
-    EXPECT_THAT(fake.asked(), ElementsAre("7 ms", "8 s"));
-    callSlot<void()>(new GPALSleep_Imple, 1);
-}
-
 TEST(GPALSleepImple, asksForWholeSecondsAndThenTheRest)
 {
     const std::pair<int, std::vector<Request>> cases[] = {
@@ -165,17 +154,6 @@ TEST(GPALSleepImple, sleepsSecondsOnceAndDoesNotResume)
     GPALSleep_Imple().secSleep(5);
     EXPECT_THAT(sleeps.seconds(), ElementsAre(5U));
     EXPECT_THAT(sleeps.requests(), IsEmpty());
-}
-
-TEST(GPALSleep, hasItsVirtualFunctionsInTheOrderThatClientsWereBuiltFor)
-{
-    const RecordedSleeps sleeps;
-    GPALSleep sleeper;
-    callSlot<void(int)>(&sleeper, 2, 7);
-    EXPECT_THAT(sleeps.requests(), ElementsAre(Request{0, 7000000}));
-    callSlot<void(int)>(&sleeper, 3, 8);
-    EXPECT_THAT(sleeps.seconds(), ElementsAre(8U));
-    callSlot<void()>(new GPALSleep, 1);
 }
 
 TEST(GPALSleep, sleepsForRealAsItComes)

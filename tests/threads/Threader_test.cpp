@@ -13,14 +13,12 @@
 
 #include "support/layer_threads.h"
 #include "support/observed.h"
-#include "support/slots.h"
 #include "support/thread_calls.h"
 
 namespace calls = support::calls;
 using support::announced;
 using support::announcedByName;
 using support::Body;
-using support::callSlot;
 using support::priorityRequested;
 using testing::ElementsAre;
 
@@ -32,44 +30,6 @@ static_assert(std::is_base_of_v<ThreaderIfc, Threader> && sizeof(Threader) == si
 
 namespace
 {
-
-/// A stand-in as a client's tests write it.
-class ThreaderStandIn : public ThreaderIfc
-{
-public:
-    explicit ThreaderStandIn(std::string& called) : m_called(called) {}
-    ~ThreaderStandIn() override { m_called = "destructor"; }
-    bool spawn(unsigned long* threadId, Threadable*, std::string name, GPALThreadPriority priority,
-               int reserved) override
-    {
-        *threadId = 17;
-        m_called = "spawn " + name + std::to_string(priority) + std::to_string(reserved);
-        return true;
-    }
-    bool destroy(unsigned long threadId) override
-    {
-        m_called = "destroy " + std::to_string(threadId);
-        return true;
-    }
-    int waitForThreadCompletion(unsigned long threadId) override
-    {
-        m_called = "wait " + std::to_string(threadId);
-        return 5;
-    }
-
-private:
-    std::string& m_called;
-};
-
-using SpawnBody = bool(unsigned long*, Threadable*, std::string, GPALThreadPriority, int);
-using SpawnFunction = bool(unsigned long*, void* (*)(void*), void*, std::string, GPALThreadPriority,
-                           int);
-
-void* noteTheRun(void* flag)
-{
-    *static_cast<bool*>(flag) = true;
-    return flag;
-}
 
 void* doNothing(void*)
 {
@@ -93,50 +53,12 @@ std::vector<std::string> announcementsOf(const std::string& name, int level, int
 
 } // namespace
 
-TEST(ThreaderIfc, keepsItsVirtualFunctionsInTheOrderThatClientsWereBuiltWith)
-{
-    std::string called;
-    ThreaderStandIn standIn(called);
-    ThreaderIfc* const threader = &standIn;
-    unsigned long id = 0;
-    EXPECT_TRUE(callSlot<SpawnBody>(threader, 2, &id, nullptr, std::string("n"),
-                                    GPAL_THREAD_PRIORITY_HIGH, 8));
-    EXPECT_EQ("spawn n28", called);
-    EXPECT_EQ(17UL, id);
-    EXPECT_TRUE(callSlot<bool(unsigned long)>(threader, 3, 4711UL));
-    EXPECT_EQ("destroy 4711", called);
-    EXPECT_EQ(5, callSlot<int(unsigned long)>(threader, 4, 4712UL));
-    EXPECT_EQ("wait 4712", called);
-}
-
-TEST(ThreaderIfc, isDestroyedThroughItsFirstTwoSlots)
-{
-    std::string called;
-    alignas(ThreaderStandIn) unsigned char place[sizeof(ThreaderStandIn)];
-    callSlot<void()>(new (place) ThreaderStandIn(called), 0);
-    EXPECT_EQ("destructor", called);
-    called.clear();
-    callSlot<void()>(new ThreaderStandIn(called), 1);
-    EXPECT_EQ("destructor", called);
-}
-
-TEST(Threader, spawnsFunctionsThroughTheSlotAfterThoseOfTheInterface)
-{
-    Threader threader;
-    unsigned long id = 0;
-    bool run = false;
-    EXPECT_TRUE(callSlot<SpawnFunction>(&threader, 5, &id, noteTheRun, static_cast<void*>(&run),
-                                        std::string("name"), GPAL_THREAD_PRIORITY_NORMAL, 0));
-    EXPECT_EQ(0, callSlot<int(unsigned long)>(&threader, 4, id));
-    EXPECT_TRUE(run);
-}
-
 TEST(ThreaderFactory, makesANewSpawnerForEachCallerToOwn)
 {
     ThreaderFactory factory;
     ThreaderFactoryIfc& interface = factory;
     const std::unique_ptr<ThreaderIfc> first(interface.createNewThreader());
-    const std::unique_ptr<ThreaderIfc> second(callSlot<ThreaderIfc*()>(&interface, 2));
+    const std::unique_ptr<ThreaderIfc> second(interface.createNewThreader());
     EXPECT_NE(nullptr, dynamic_cast<Threader*>(first.get()));
     EXPECT_NE(nullptr, dynamic_cast<Threader*>(second.get()));
     EXPECT_NE(first, second);

@@ -14,7 +14,6 @@
 #include <gpal/osTimer.h>
 
 #include "support/observed.h"
-#include "support/slots.h"
 #include "timers/sigev_thread_shim.h"
 #include "timers/timer_helpers.h"
 
@@ -327,13 +326,6 @@ TEST_F(PosixTimer, destructorReportsADeletionThatFails)
     timer.reset();
     EXPECT_EQ(m_steps, "osPOSIXTimer::~osPOSIXTimer(4711)\n[delete]");
     EXPECT_EQ(m_errors.text(), failure("timer_delete", EINVAL));
-}
-
-TEST_F(PosixTimer, destructorIsVirtualAndFirst)
-{
-    EXPECT_TRUE(std::has_virtual_destructor_v<osPOSIXTimer>);
-    support::callSlot<void()>(made(100).release(), 1);
-    EXPECT_EQ(m_steps, "osPOSIXTimer::~osPOSIXTimer(4711)\n[delete]");
 }
 
 TEST_F(PosixTimer, isNoTimerOfTheFacadesKind)

@@ -7,11 +7,9 @@
 
 #include <gpal/osTimer.h>
 
-#include "support/slots.h"
 #include "timers/timer_helpers.h"
 #include "timers/virtual_time.h"
 
-using support::callSlot;
 using testing::ElementsAre;
 using timertest::Monitor;
 using timertest::Receiver;
@@ -291,20 +289,4 @@ TEST_F(ThreadBasedTimer, destroyedWhileArmedLeavesTheList)
     timer.reset();
     EXPECT_EQ(m_monitor.numItems(), 1);
     EXPECT_TRUE(other->stop());
-}
-
-TEST_F(ThreadBasedTimer, offersTheMonitorsEntryAfterItsVirtualDestructor)
-{
-    osThreadBasedTimer timer(&m_receiver, 50, nullptr);
-    timer.start();
-    timespec now{11, 0};
-    timespec next{};
-    EXPECT_FALSE((callSlot<bool(timespec*, timespec*)>(&timer, 2, &now, &next)));
-    EXPECT_EQ(text(next), "11.030000000");
-
-    auto* deleted = new osThreadBasedTimer(&m_receiver, 50, nullptr);
-    deleted->start();
-    EXPECT_EQ(m_monitor.numItems(), 2);
-    callSlot<void()>(deleted, 1);
-    EXPECT_EQ(m_monitor.numItems(), 1);
 }

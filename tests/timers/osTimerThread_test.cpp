@@ -15,11 +15,9 @@
 #include <gpal/ProcessTypeString.h>
 
 #include "support/replaceable.h"
-#include "support/slots.h"
 #include "timers/monitor_fixture.h"
 
 namespace calls = support::calls;
-using support::callSlot;
 using testing::ElementsAre;
 using timertest::Monitor;
 using timertest::ScriptedTimer;
@@ -28,14 +26,6 @@ namespace
 {
 
 using TimerMonitor = timertest::MonitorFixture;
-
-/// A monitor whose thread does nothing but say so.
-class NotingMonitor : public osTimerThread
-{
-public:
-    void run() override { m_ran = true; }
-    bool m_ran = false;
-};
 
 } // namespace
 
@@ -52,16 +42,6 @@ TEST_F(TimerMonitor, describesItselfToTheProcessManager)
 {
     EXPECT_EQ(m_monitor.getThreadPriorityForPlatform(), 3);
     EXPECT_EQ(m_monitor.type(), ProcessTypeString::OS_TIMER_THREAD);
-}
-
-TEST_F(TimerMonitor, keepsTheOrderOfItsVirtualFunctions)
-{
-    NotingMonitor monitor;
-    callSlot<void()>(&monitor, 2);
-    EXPECT_TRUE(monitor.m_ran);
-    EXPECT_EQ(callSlot<int()>(&monitor, 3), 3);
-    EXPECT_EQ(callSlot<std::string()>(&monitor, 4), ProcessTypeString::OS_TIMER_THREAD);
-    callSlot<void()>(new osTimerThread, 1);
 }
 
 TEST_F(TimerMonitor, startReturnsWithTheFirstClockReadingsTaken)

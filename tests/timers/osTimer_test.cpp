@@ -9,11 +9,9 @@
 #include <gpal/osThreadBasedTimer.h>
 
 #include "support/observed.h"
-#include "support/slots.h"
 #include "timers/timer_helpers.h"
 #include "timers/virtual_time.h"
 
-using support::callSlot;
 using testing::ElementsAre;
 using timertest::Monitor;
 using timertest::Receiver;
@@ -38,67 +36,6 @@ protected:
     Monitor m_monitor;
     Receiver m_receiver;
 };
-
-/// Notes which operation a call through the interface reached.
-class NotingTimer : public osTimerIfc
-{
-public:
-    explicit NotingTimer(std::string& reached) : m_reached(reached) {}
-    ~NotingTimer() override { m_reached = "destructor"; }
-    int init(timeAble*, int intervalMs) override { return note("init") ? intervalMs : 0; }
-    bool start() override { return note("start"); }
-    bool stop() override { return note("stop"); }
-    bool isRunning() override { return note("isRunning"); }
-    bool reset() override { return note("reset"); }
-    int id() override { return note("id") ? 77 : 0; }
-
-private:
-    bool note(const char* operation)
-    {
-        m_reached = operation;
-        return true;
-    }
-
-    std::string& m_reached;
-};
-
-class NotingFactory : public OSTimerFactoryIfc
-{
-public:
-    explicit NotingFactory(std::string& reached) : m_reached(reached) {}
-    ~NotingFactory() override { m_reached = "destructor"; }
-    osTimerIfc* getTimer() override
-    {
-        m_reached = "getTimer";
-        return nullptr;
-    }
-
-private:
-    std::string& m_reached;
-};
-
-class NotingReceiver : public timeAble
-{
-public:
-    explicit NotingReceiver(std::string& reached) : m_reached(reached) {}
-    ~NotingReceiver() override { m_reached = "destructor"; }
-    int timerExpired(osTimerIfc*) override
-    {
-        m_reached = "timerExpired";
-        return 3;
-    }
-
-private:
-    std::string& m_reached;
-};
-
-/// Deletes \p object by way of its table and tells what that reached.
-template <typename Object>
-std::string reachedByDeleting(std::string& reached)
-{
-    callSlot<void()>(new Object(reached), 1);
-    return reached;
-}
 
 } // namespace
 
@@ -357,38 +294,4 @@ TEST(OsTimerOnRealClocks, expiresNotBeforeItsIntervalHasPassed)
     EXPECT_GE(support::millisecondsSince(start), 75);
     EXPECT_TRUE(soon([&] { return !slow.isRunning() && !quick.isRunning(); }));
     EXPECT_EQ(receiver.calls(), 2);
-}
-
-TEST(OsTimerInterface, keepsTheOrderOfItsOperations)
-{
-    std::string reached;
-    NotingTimer timer(reached);
-    EXPECT_EQ((callSlot<int(timeAble*, int)>(&timer, 2, static_cast<timeAble*>(nullptr), 9)), 9);
-    EXPECT_EQ(reached, "init");
-    int index = 3;
-    for (const char* operation : {"start", "stop", "isRunning", "reset"}) {
-        EXPECT_TRUE(callSlot<bool()>(&timer, index++));
-        EXPECT_EQ(reached, operation);
-    }
-    EXPECT_EQ(callSlot<int()>(&timer, 7), 77);
-    EXPECT_EQ(reached, "id");
-    EXPECT_EQ(reachedByDeleting<NotingTimer>(reached), "destructor");
-}
-
-TEST(OsTimerInterface, factoryOffersTheTimerAfterItsDestructor)
-{
-    std::string reached;
-    NotingFactory factory(reached);
-    EXPECT_EQ(callSlot<osTimerIfc*()>(&factory, 2), nullptr);
-    EXPECT_EQ(reached, "getTimer");
-    EXPECT_EQ(reachedByDeleting<NotingFactory>(reached), "destructor");
-}
-
-TEST(OsTimerInterface, receiversAreCalledAfterTheirDestructor)
-{
-    std::string reached;
-    NotingReceiver receiver(reached);
-    EXPECT_EQ(callSlot<int(osTimerIfc*)>(&receiver, 2, static_cast<osTimerIfc*>(nullptr)), 3);
-    EXPECT_EQ(reached, "timerExpired");
-    EXPECT_EQ(reachedByDeleting<NotingReceiver>(reached), "destructor");
 }
