@@ -7,13 +7,14 @@
 
 #include "library_hooks.h"
 #include "support/ipc_calls.h"
+#include "support/plain_thread.h"
 #include "support/private_mounts.h"
-#include "threads/plain_thread.h"
 
 namespace
 {
 
 namespace calls = support::calls;
+using support::PlainThread;
 using support::Replacement;
 using testing::HasSubstr;
 using testing::IsNull;

@@ -11,35 +11,31 @@
 #include <unistd.h>
 
 #include "forked.h"
+#include "support/descriptors.h"
 #include "support/file_calls.h"
+#include "support/full_pipe.h"
+#include "support/plain_thread.h"
 #include "support/temporary_directory.h"
-#include "threads/plain_thread.h"
 
 namespace
 {
 
 namespace calls = support::calls;
+using support::PlainThread;
 using support::Replacement;
-
-int lowestFreeDescriptor()
-{
-    const int descriptor = open("/dev/null", O_RDONLY);
-    close(descriptor);
-    return descriptor;
-}
 
 /// Asks for the report of all processes on a thread of its own, which \p cancel may cancel; returns
 /// how the thread ended, and whether a descriptor is left.
 std::string askOnThread(const std::string& file, const std::function<void(PlainThread&)>& cancel)
 {
-    const int free = lowestFreeDescriptor();
+    const int free = support::lowestFreeDescriptor();
     PlainThread thread([&file] {
         MemoryInformation().getAllMemoryInfo(file);
         pthread_testcancel();
     });
     cancel(thread);
     thread.join();
-    const bool closed = lowestFreeDescriptor() == free;
+    const bool closed = support::lowestFreeDescriptor() == free;
     return std::string(thread.wasCancelled() ? "cancelled" : "ended") +
            (closed ? "" : ", a descriptor is left");
 }
@@ -50,22 +46,13 @@ TEST(CancelledMemoryReport, leavesNoDescriptorWhileOutputIsBlocked)
 {
     const support::TemporaryDirectory directory;
     EXPECT_EQ(inForkedChild([&directory](std::ostream& notes) {
-                  int ends[2] = {-1, -1};
-                  ASSERT_EQ(pipe(ends), 0);
-                  dup2(ends[1], STDOUT_FILENO);
-                  const int flags = fcntl(ends[1], F_GETFL);
-                  fcntl(ends[1], F_SETFL, flags | O_NONBLOCK);
-                  while (write(ends[1], "x", 1) == 1) {
-                  }
-                  fcntl(ends[1], F_SETFL, flags);
-                  std::fputs("does not fit in any more", stdout);
-                  notes << askOnThread(directory.path("report"), [](PlainThread& thread) {
-                      usleep(100000); // blocked by then; if not, the rest holds all the same
-                      pthread_cancel(thread.id());
-                  });
-                  notes << (support::exists(directory.path("report")) ? ", made" : "");
-                  // What is still to be printed is not for this pipe.
+                  // Where that goes what is still to be printed in the end.
                   dup2(open("/dev/null", O_WRONLY), STDOUT_FILENO);
+                  const support::FullInPlace nobodyReads(STDOUT_FILENO);
+                  std::fputs("does not fit in any more", stdout);
+                  notes << askOnThread(directory.path("report"),
+                                       [](PlainThread& thread) { thread.cancelOnceItBlocks(); });
+                  notes << (support::exists(directory.path("report")) ? ", made" : "");
               }),
               "cancelled");
 }
@@ -106,7 +93,7 @@ TEST(CancelledMemoryReport, isNoneWhenTheOutputCannotBeRedirected)
                   const bool reported = memory.getAllMemoryInfo(file);
                   setrlimit(RLIMIT_NOFILE, &before);
                   notes << (reported ? "reported" : "failed")
-                        << (lowestFreeDescriptor() == 0 ? "" : ", a descriptor is left");
+                        << (support::lowestFreeDescriptor() == 0 ? "" : ", a descriptor is left");
               }),
               "failed");
 }
@@ -129,20 +116,15 @@ TEST(CancelledThread, finishesReadingAndClosing)
     };
     for (const auto& function : functions) {
         for (const bool cancelledBefore : {true, false}) {
-            const int free = lowestFreeDescriptor();
-            bool finished = false;
+            const int free = support::lowestFreeDescriptor();
             PlainThread thread([&] {
                 if (cancelledBefore) {
                     pthread_cancel(pthread_self());
                 }
                 function();
-                finished = true;
-                pthread_testcancel();
             });
-            thread.join();
-            EXPECT_TRUE(finished);
-            EXPECT_TRUE(thread.wasCancelled());
-            EXPECT_EQ(lowestFreeDescriptor(), free);
+            EXPECT_TRUE(thread.wasCancelledOnlyAtItsEnd());
+            EXPECT_EQ(support::lowestFreeDescriptor(), free);
         }
     }
 }

@@ -22,10 +22,12 @@
 #include <unistd.h>
 
 #include "forked.h"
+#include "support/descriptors.h"
 #include "support/observed.h"
 #include "support/private_mounts.h"
 #include "support/temporary_directory.h"
 #include "support/temporary_mounts.h"
+#include "support/throwing_manager.h"
 
 namespace
 {
@@ -37,25 +39,6 @@ const char* const TOOL_BOX = "/bin/busybox";
 
 const char* const STAND_IN_OUTPUT =
     "[/bin/busybox][top][-d][0][-a][-n][1][-l][600][-b]\nto standard error\n";
-
-/// A manager that fails when it is told of a process.
-template <typename Failure>
-class FailingManager : public ProcessManager
-{
-public:
-    explicit FailingManager(Failure failure) : ProcessManager(nullptr), m_failure(failure) {}
-    int addProcess(Process& /*process*/) override { throw m_failure; }
-
-private:
-    Failure m_failure;
-};
-
-int lowestFreeDescriptor()
-{
-    const int descriptor = open("/dev/null", O_RDONLY);
-    close(descriptor);
-    return descriptor;
-}
 
 /// The destructor of a child process takes two seconds, which nothing here depends on.
 class NoDelay
@@ -120,7 +103,7 @@ protected:
     {
         return inForkedChild([&](std::ostream& notes) {
             const NoDelay noDelay;
-            ProcessManagement::initialize(new FailingManager<Failure>(failure));
+            ProcessManagement::initialize(new support::ThrowingManager<Failure>(failure));
             try {
                 notes << (MemoryInformation().getAllMemoryInfo(m_file) ? "true" : "false");
             } catch (const Failure&) {
@@ -187,14 +170,15 @@ TEST_F(MemoryInformationOfAll, keepsNoOtherDescriptorOpen)
     int free = -1;
     EXPECT_EQ(ask(
                   [&free](std::ostream& notes) {
-                      notes << (lowestFreeDescriptor() == free ? ", closed" : ", left open");
+                      notes << (support::lowestFreeDescriptor() == free ? ", closed"
+                                                                        : ", left open");
                   },
-                  [&free] { free = lowestFreeDescriptor(); }),
+                  [&free] { free = support::lowestFreeDescriptor(); }),
               "true, closed");
     // Without standard input the file gets that number for a while.
     EXPECT_EQ(ask(
                   [](std::ostream& notes) {
-                      notes << (lowestFreeDescriptor() == 0 ? ", closed" : ", left open");
+                      notes << (support::lowestFreeDescriptor() == 0 ? ", closed" : ", left open");
                   },
                   [] { close(STDIN_FILENO); }),
               "true, closed");

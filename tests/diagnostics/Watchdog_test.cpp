@@ -12,9 +12,9 @@
 
 #include "fabricated_proc.h"
 #include "support/observed.h"
+#include "support/plain_thread.h"
 #include "support/private_mounts.h"
 #include "support/temporary_directory.h"
-#include "threads/plain_thread.h"
 
 namespace
 {
@@ -172,7 +172,7 @@ TEST(Watchdog, threadThatIsCancelledFinishesItsCommand)
     const FabricatedProc proc;
     proc.file("driver/ifx_wdt", "");
     OpenedAndClosed driver(CONTROL_FILE);
-    PlainThread thread([] {
+    support::PlainThread thread([] {
         pthread_cancel(pthread_self());
         Watchdog().kickWatchdog();
         pthread_testcancel();

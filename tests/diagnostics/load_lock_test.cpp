@@ -14,13 +14,14 @@
 #include "library_hooks.h"
 #include "support/ipc_calls.h"
 #include "support/observed.h"
+#include "support/plain_thread.h"
 #include "support/private_mounts.h"
-#include "threads/plain_thread.h"
 
 namespace
 {
 
 namespace calls = support::calls;
+using support::PlainThread;
 using support::SemaphoreArgument;
 using testing::ElementsAre;
 using testing::IsNull;

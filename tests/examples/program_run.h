@@ -7,23 +7,7 @@
 #include <sys/types.h>
 #include <vector>
 
-/// A directory of its own, with all that is in it removed in the end.
-class WorkDirectory
-{
-public:
-    WorkDirectory();
-    WorkDirectory(const WorkDirectory&) = delete;
-    WorkDirectory& operator=(const WorkDirectory&) = delete;
-    ~WorkDirectory();
-
-    std::string path(const std::string& name) const { return m_path + "/" + name; }
-    const std::string& path() const { return m_path; }
-
-private:
-    std::string m_path;
-};
-
-std::string contentsOf(const std::string& path);
+#include "support/temporary_directory.h"
 
 /// The program, started in a directory, with its output in files there; standard error is a
 /// terminal if asked for.
@@ -32,8 +16,8 @@ class ProgramRun
 public:
     enum Errors { ERRORS_IN_FILE, ERRORS_ON_TERMINAL };
 
-    ProgramRun(const WorkDirectory& directory, const std::vector<std::string>& arguments,
-               Errors errors = ERRORS_IN_FILE);
+    ProgramRun(const support::TemporaryDirectory& directory,
+               const std::vector<std::string>& arguments, Errors errors = ERRORS_IN_FILE);
     ProgramRun(const ProgramRun&) = delete;
     ProgramRun& operator=(const ProgramRun&) = delete;
     /// Kills a program that is still running.
@@ -43,12 +27,12 @@ public:
     /// Waits for the end. Returns the exit status; minus the signal that killed it.
     int wait();
 
-    std::string output() const { return contentsOf(m_directory.path("stdout")); }
+    std::string output() const { return support::contentOf(m_directory.path("stdout")); }
     /// What the program has written to standard error so far.
     std::string errors();
 
 private:
-    const WorkDirectory& m_directory;
+    const support::TemporaryDirectory& m_directory;
     int m_terminal = -1;
     std::string m_terminalText;
     pid_t m_id = -1;

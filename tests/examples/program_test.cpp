@@ -101,7 +101,7 @@ protected:
         return errors;
     }
 
-    WorkDirectory m_directory;
+    support::TemporaryDirectory m_directory;
 };
 
 TEST_F(VoiceCall, carriesAMonoRecordingUnchanged)
@@ -205,7 +205,7 @@ TEST_F(VoiceCall, namesAFileThatIsTruncated)
     bytes.pop_back();
     writeBytes(m_directory.path("in.wav"), bytes);
     EXPECT_THAT(complaint({"in.wav"}), StartsWith("voice_call: in.wav: is truncated"));
-    EXPECT_EQ(contentsOf(m_directory.path("voice_call.wav")), "");
+    EXPECT_EQ(support::contentOf(m_directory.path("voice_call.wav")), "");
 }
 
 TEST_F(VoiceCall, namesAFileThatIsNotPcm)

@@ -76,7 +76,7 @@ TEST_F(SupervisorArchives, areNeverOverwritten)
     m_volatile.file("supervisor.x9.tgz", "no archive of the supervisor's");
     ProgramRun run(m_work, arguments(2, 2));
     EXPECT_EQ(run.wait(), 0);
-    EXPECT_EQ(contentsOf(archivePath("0007")), "of another day");
+    EXPECT_EQ(support::contentOf(archivePath("0007")), "of another day");
     EXPECT_TRUE(support::exists(archivePath("0008")));
     EXPECT_TRUE(support::exists(archivePath("0009")));
     EXPECT_FALSE(support::exists(archivePath("0001")));
@@ -171,7 +171,7 @@ TEST_F(SupervisorOnASmallDisk, saysThatItIsFullAndLosesNoRecord)
     ASSERT_TRUE(mountDisk());
     EXPECT_EQ(complaint(arguments(1000, 0)),
               "supervisor: cannot write " + recordPath() + ": No space left on device\n");
-    const std::string content = contentsOf(recordPath());
+    const std::string content = support::contentOf(recordPath());
     EXPECT_EQ(content.back(), '\n');
     EXPECT_GT(content.size(), 15 * KIBIBYTE);
     // The last run may have been recorded by its start only.
@@ -179,7 +179,7 @@ TEST_F(SupervisorOnASmallDisk, saysThatItIsFullAndLosesNoRecord)
     const int runs = static_cast<int>(whole.size() / 2);
     whole.resize(static_cast<std::size_t>(runs) * 2);
     EXPECT_TRUE(areCompleteRuns(whole, runs));
-    const std::string output = contentsOf(m_work.path("stdout"));
+    const std::string output = support::contentOf(m_work.path("stdout"));
     EXPECT_THAT(output, HasSubstr(" run " + std::to_string(runs) + " ended"));
     EXPECT_THAT(output, Not(HasSubstr(" run " + std::to_string(runs + 1) + " ended")));
 }
@@ -191,8 +191,8 @@ TEST_F(SupervisorOnASmallDisk, endsTheProgramWhoseStartItCanNotRecord)
     fill(16 * KIBIBYTE);
     EXPECT_THAT(complaint({script("echo $$ >process\nexec sleep 100")}),
                 HasSubstr("No space left on device"));
-    EXPECT_EQ(contentsOf(recordPath()), "");
-    const std::string process = contentsOf(m_work.path("process"));
+    EXPECT_EQ(support::contentOf(recordPath()), "");
+    const std::string process = support::contentOf(m_work.path("process"));
     if (!process.empty()) { // else it was ended before it got that far
         EXPECT_NE(
             std::system(

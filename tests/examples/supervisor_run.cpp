@@ -80,7 +80,7 @@ std::vector<std::string> SupervisorTest::archivedAndOtherRecords() const
     for (const std::string& archive : archives) {
         text += outputOf("tar -xzOf " + archive + " supervisor.records");
     }
-    return linesOf(text + contentsOf(recordPath()));
+    return linesOf(text + support::contentOf(recordPath()));
 }
 
 std::string SupervisorTest::complaint(const std::vector<std::string>& arguments, int status)

@@ -33,7 +33,7 @@ protected:
     std::string script(const std::string& text) const;
 
     std::string recordPath() const { return m_volatile.path("supervisor.records"); }
-    std::vector<std::string> records() const { return linesOf(contentsOf(recordPath())); }
+    std::vector<std::string> records() const { return linesOf(support::contentOf(recordPath())); }
     std::string archivePath(const std::string& number) const
     {
         return m_volatile.path("supervisor." + number + ".tgz");
@@ -44,7 +44,7 @@ protected:
     /// Fails with status 1 and one line on standard error, which is returned.
     std::string complaint(const std::vector<std::string>& arguments, int status = 1);
 
-    WorkDirectory m_work;
+    support::TemporaryDirectory m_work;
     support::TemporaryDirectory m_volatile;
     support::TemporaryDirectory m_tools;
 };

@@ -48,7 +48,7 @@ TEST_F(Supervisor, restartsAProgramAsOftenAsItIsAllowedTo)
     ProgramRun run(m_work, {"--restarts", "2", "--pause", "0", script("echo here >>runs")});
     EXPECT_EQ(run.wait(), 0);
     EXPECT_EQ(run.errors(), "");
-    EXPECT_EQ(contentsOf(m_work.path("runs")), "here\nhere\nhere\n");
+    EXPECT_EQ(support::contentOf(m_work.path("runs")), "here\nhere\nhere\n");
     EXPECT_TRUE(areCompleteRuns(records(), 3));
 }
 
@@ -104,7 +104,7 @@ TEST_F(Supervisor, givesTheProgramItsArgumentsAndItsEnvironment)
     ProgramRun run(
         m_work, {"--restarts", "0", script("echo \"$1|$2|$SUPERVISED_VALUE\" >seen\n"), "a b", ""});
     EXPECT_EQ(run.wait(), 0);
-    EXPECT_EQ(contentsOf(m_work.path("seen")), "a b||of the environment\n");
+    EXPECT_EQ(support::contentOf(m_work.path("seen")), "a b||of the environment\n");
 }
 
 /// Asked without a shell, which would let them through by itself.
@@ -151,7 +151,7 @@ TEST_F(Supervisor, keepsItsRecordInTheWorkingDirectoryWithoutAVolatileLocation)
     unsetenv("MIRTA_VOLATILE_LOCATION");
     ProgramRun run(m_work, {"--restarts", "0", script("")});
     EXPECT_EQ(run.wait(), 0);
-    EXPECT_TRUE(areCompleteRuns(linesOf(contentsOf(m_work.path("supervisor.records"))), 1));
+    EXPECT_TRUE(areCompleteRuns(linesOf(support::contentOf(m_work.path("supervisor.records"))), 1));
 }
 
 TEST_F(Supervisor, namesAProgramThatIsMissing)
@@ -231,7 +231,7 @@ TEST_F(Supervisor, refusesARecordThatAnotherSupervisorKeeps)
 {
     ProgramRun first(m_work, {script("exec sleep 100")});
     ASSERT_TRUE(support::eventually([this] { return recordedProcess(records()) != 0; }));
-    const WorkDirectory elsewhere;
+    const support::TemporaryDirectory elsewhere;
     {
         ProgramRun second(elsewhere, {script("")});
         EXPECT_EQ(second.wait(), 1);

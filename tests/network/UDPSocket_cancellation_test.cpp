@@ -15,13 +15,15 @@
 #include <gtest/gtest.h>
 
 #include "peers.h"
-#include "storage/descriptors.h"
-#include "support/cancelled_thread.h"
+#include "support/descriptors.h"
+#include "support/full_pipe.h"
 #include "support/network_calls.h"
 #include "support/observed.h"
-#include "threads/plain_thread.h"
+#include "support/plain_thread.h"
 
 using support::Captured;
+using support::openDescriptors;
+using support::PlainThread;
 using support::Replacement;
 
 namespace calls = support::calls;
@@ -37,8 +39,7 @@ public:
     explicit CancelledInTheLog(int line)
         : m_log(calls::vsyslog, [this, line](int, const char*, va_list) {
               if (++lines == line) {
-                  pthread_cancel(pthread_self());
-                  pthread_testcancel();
+                  support::cancelOneself();
               }
           })
     {
@@ -47,38 +48,6 @@ public:
 
 private:
     Replacement<void(int, const char*, va_list)> m_log;
-};
-
-/// A standard error that takes nothing more: a pipe that is full.
-class FullStandardError
-{
-public:
-    FullStandardError() : m_saved(fcntl(2, F_DUPFD_CLOEXEC, 3))
-    {
-        EXPECT_EQ(pipe2(m_pipe, O_CLOEXEC), 0);
-        dup2(m_pipe[1], 2);
-        const int flags = fcntl(2, F_GETFL);
-        fcntl(2, F_SETFL, flags | O_NONBLOCK);
-        const std::string piece(4096, ' ');
-        while (::write(2, piece.data(), piece.size()) > 0) {
-        }
-        while (::write(2, piece.data(), 1) > 0) {
-        }
-        fcntl(2, F_SETFL, flags);
-    }
-    FullStandardError(const FullStandardError&) = delete;
-    FullStandardError& operator=(const FullStandardError&) = delete;
-    ~FullStandardError()
-    {
-        dup2(m_saved, 2);
-        for (const int descriptor : {m_saved, m_pipe[0], m_pipe[1]}) {
-            close(descriptor);
-        }
-    }
-
-private:
-    int m_saved;
-    int m_pipe[2] = {-1, -1};
 };
 
 /// A socket is closed for good, or as open as it says.
@@ -227,7 +196,7 @@ TEST(UDPSocketCancelled, blockedInAReportIsClosed)
     UDPSocket socket;
     const auto before = openDescriptors();
     {
-        const FullStandardError nobodyReads;
+        const support::FullInPlace nobodyReads(STDERR_FILENO);
         std::atomic<bool> refused{false};
         const Replacement bind(calls::bind, [&](int fd, const sockaddr* address, socklen_t size) {
             refused = true;
@@ -235,8 +204,7 @@ TEST(UDPSocketCancelled, blockedInAReportIsClosed)
         });
         PlainThread opening([&] { socket.open(port, ADDRESS_FAMILY_IPV4, "", "127.0.0.1"); });
         EXPECT_TRUE(support::eventually([&] { return refused.load(); }));
-        std::this_thread::sleep_for(std::chrono::milliseconds(20));
-        opening.cancel();
+        opening.cancelOnceItBlocks();
         EXPECT_TRUE(opening.wasCancelled());
     }
     expectDefinedState(socket);

@@ -13,6 +13,7 @@
 #include "peers.h"
 #include "support/network_calls.h"
 #include "support/observed.h"
+#include "support/plain_thread.h"
 
 using support::Captured;
 using support::LogLine;
@@ -136,15 +137,11 @@ TEST(UDPSocketClose, happensAtTheLatestInTheDestructor)
 TEST(UDPSocketClose, happensInAThreadThatIsBeingCancelledToo)
 {
     int handle = -1;
-    pthread_t thread{};
-    const auto body = [](void* opened) -> void* {
+    support::onAnotherThread([&] {
         UDPSocket socket;
-        *static_cast<int*>(opened) = socket.open(0, ADDRESS_FAMILY_IPV4, "", "");
-        pthread_cancel(pthread_self());
-        return opened; // the destructor meets the cancellation
-    };
-    ASSERT_EQ(pthread_create(&thread, nullptr, body, &handle), 0);
-    pthread_join(thread, nullptr);
+        handle = socket.open(0, ADDRESS_FAMILY_IPV4, "", "");
+        pthread_cancel(pthread_self()); // the destructor meets the cancellation
+    });
     ASSERT_GE(handle, 0);
     EXPECT_FALSE(isOpen(handle));
 }
@@ -152,18 +149,13 @@ TEST(UDPSocketClose, happensInAThreadThatIsBeingCancelledToo)
 TEST(UDPSocketClose, happensWhenAReaderIsCancelled)
 {
     int handle = -1;
-    pthread_t thread{};
-    const auto body = [](void* opened) -> void* {
+    support::PlainThread reader([&] {
         UDPSocket socket;
-        *static_cast<int*>(opened) = socket.open(0, ADDRESS_FAMILY_IPV4, "", "");
+        handle = socket.open(0, ADDRESS_FAMILY_IPV4, "", "");
         char byte = 0;
         socket.read(&byte, 1, nullptr, nullptr); // nobody sends
-        return nullptr;
-    };
-    ASSERT_EQ(pthread_create(&thread, nullptr, body, &handle), 0);
-    pthread_cancel(thread);
-    void* result = nullptr;
-    pthread_join(thread, &result);
-    EXPECT_EQ(result, PTHREAD_CANCELED);
+    });
+    reader.cancel();
+    EXPECT_TRUE(reader.wasCancelled());
     EXPECT_FALSE(handle >= 0 && isOpen(handle));
 }

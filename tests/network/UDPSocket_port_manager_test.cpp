@@ -11,11 +11,13 @@
 #include <gtest/gtest.h>
 
 #include "peers.h"
-#include "storage/descriptors.h"
+#include "support/descriptors.h"
 #include "support/network_calls.h"
 #include "support/observed.h"
+#include "support/plain_thread.h"
 
 using support::Captured;
+using support::openDescriptors;
 using support::RecordedLog;
 using support::Replacement;
 
@@ -129,19 +131,10 @@ TEST_F(UDPSocketPortManager, inWhichTheThreadIsCancelledLeavesTheSocketClosed)
         calls::freeaddrinfo.original(list);
         ++freed;
     });
-    const ActsOnce manager([] {
-        pthread_cancel(pthread_self());
-        pthread_testcancel();
-    });
-    pthread_t thread{};
-    const auto body = [](void* socket) -> void* {
-        static_cast<UDPSocket*>(socket)->open(peers::freePort(), ADDRESS_FAMILY_IPV4, "", "");
-        return nullptr;
-    };
-    ASSERT_EQ(pthread_create(&thread, nullptr, body, &m_socket), 0);
-    void* result = nullptr;
-    pthread_join(thread, &result);
-    EXPECT_EQ(result, PTHREAD_CANCELED);
+    const ActsOnce manager(support::cancelOneself);
+    support::PlainThread thread(
+        [this] { m_socket.open(peers::freePort(), ADDRESS_FAMILY_IPV4, "", ""); });
+    EXPECT_TRUE(thread.wasCancelled());
     EXPECT_EQ(freed, 1);
     expectClosedForGood();
 }

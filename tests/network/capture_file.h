@@ -7,6 +7,9 @@
 #include <vector>
 
 #include <gpal/packet_dump.h>
+#include <gtest/gtest.h>
+
+#include "support/temporary_directory.h"
 
 namespace capture
 {
@@ -65,6 +68,19 @@ Read readFrom(packet_dump& dump, int size = 65536);
 
 /// Reads until the end; the last one is the first that failed.
 std::vector<Read> readAll(const std::string& file);
+
+/// A place for a capture file that a test writes byte by byte.
+class WrittenCapture : public testing::Test
+{
+protected:
+    /// What is read of a file of this content.
+    std::vector<Read> readOf(const std::string& content) const
+    {
+        return readAll(m_directory.file("capture", content));
+    }
+
+    support::TemporaryDirectory m_directory;
+};
 
 /// The sum of 16-bit words that is 0xFFFF for a header whose checksum is right.
 unsigned int internetSum(const std::string& header);

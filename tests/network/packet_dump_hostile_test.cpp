@@ -30,16 +30,7 @@ using support::Captured;
 namespace
 {
 
-class HostileCapture : public testing::Test
-{
-protected:
-    std::vector<Read> readOf(const std::string& content) const
-    {
-        return capture::readAll(m_directory.file("capture", content));
-    }
-
-    support::TemporaryDirectory m_directory;
-};
+using HostileCapture = capture::WrittenCapture;
 
 } // namespace
 

@@ -7,12 +7,13 @@
 #include <gtest/gtest.h>
 
 #include "capture_file.h"
-#include "storage/descriptors.h"
+#include "support/descriptors.h"
 #include "support/failing_allocations.h"
 #include "support/observed.h"
 #include "support/temporary_directory.h"
 
 using support::FailingAllocations;
+using support::openDescriptors;
 
 namespace
 {

@@ -21,22 +21,15 @@ using support::Captured;
 namespace
 {
 
-class PacketDumpRead : public testing::Test
+class PacketDumpRead : public capture::WrittenCapture
 {
 protected:
-    std::vector<Read> readOf(const std::string& content) const
-    {
-        return capture::readAll(m_directory.file("capture", content));
-    }
-
     /// A reader of a file of this content.
     std::unique_ptr<packet_dump> reader(const std::string& content) const
     {
         std::string name = m_directory.file("capture", content);
         return std::make_unique<packet_dump>(name.data());
     }
-
-    support::TemporaryDirectory m_directory;
 };
 
 } // namespace

@@ -14,6 +14,7 @@
 
 #include "capture_file.h"
 #include "support/observed.h"
+#include "support/plain_thread.h"
 #include "support/temporary_directory.h"
 
 namespace
@@ -155,17 +156,14 @@ TEST_F(PacketDumpThreads, finishTheirRecordWhenTheyAreCancelled)
 {
     EXPECT_EQ(write("first", PACKET_DUMP_UDP), 5);
     for (int round = 0; round < 20; ++round) {
-        pthread_t thread{};
-        const auto body = [](void* dump) -> void* {
+        support::PlainThread writer([this] {
             std::string payload(20000, 'x'); // bigger than any buffer: written at once
             for (;;) {
                 pthread_testcancel();
-                static_cast<packet_dump*>(dump)->write(payload.data(), 20000, PACKET_DUMP_UDP);
+                m_dump->write(payload.data(), 20000, PACKET_DUMP_UDP);
             }
-        };
-        ASSERT_EQ(pthread_create(&thread, nullptr, body, m_dump.get()), 0);
-        pthread_cancel(thread);
-        pthread_join(thread, nullptr);
+        });
+        writer.cancel();
         EXPECT_EQ(write("between", PACKET_DUMP_UDP), 7) << "the lock is free";
     }
     m_dump.reset();
@@ -176,27 +174,18 @@ TEST_F(PacketDumpThreads, finishTheirRecordWhenTheyAreCancelled)
 
 TEST_F(PacketDumpThreads, writeAndReadARecordThoughTheyAreBeingCancelled)
 {
-    struct Job {
-        packet_dump* dump;
-        bool writes;
-        int result;
-    };
-    const auto body = [](void* given) -> void* {
-        auto* job = static_cast<Job*>(given);
-        std::string payload(60000, 'x'); // bigger than any buffer
-        auto type = PACKET_DUMP_OTHER;
-        pthread_cancel(pthread_self());
-        job->result = job->writes ? job->dump->write(payload.data(), 60000, PACKET_DUMP_UDP)
-                                  : job->dump->read(payload.data(), 60000, &type);
-        return nullptr;
-    };
     for (const bool writes : {true, false}) {
         m_dump = std::make_unique<packet_dump>(m_file.data());
-        Job job{m_dump.get(), writes, 0};
-        pthread_t thread{};
-        ASSERT_EQ(pthread_create(&thread, nullptr, body, &job), 0);
-        pthread_join(thread, nullptr);
-        EXPECT_EQ(job.result, 60000);
+        int result = 0;
+        support::PlainThread thread([&] {
+            std::string payload(60000, 'x'); // bigger than any buffer
+            auto type = PACKET_DUMP_OTHER;
+            pthread_cancel(pthread_self());
+            result = writes ? m_dump->write(payload.data(), 60000, PACKET_DUMP_UDP)
+                            : m_dump->read(payload.data(), 60000, &type);
+        });
+        EXPECT_TRUE(thread.wasCancelledOnlyAtItsEnd());
+        EXPECT_EQ(result, 60000);
     }
 }
 

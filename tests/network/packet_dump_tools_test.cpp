@@ -7,16 +7,16 @@
 #include <gtest/gtest.h>
 
 #include "capture_file.h"
+#include "support/command_output.h"
 #include "support/temporary_directory.h"
 
+using capture::OTHER_TYPE;
 using capture::Read;
+using capture::THE_END;
+using capture::UDP_TYPE;
 
 namespace
 {
-
-constexpr int UDP_TYPE = PACKET_DUMP_UDP;
-constexpr int OTHER_TYPE = PACKET_DUMP_OTHER;
-const Read THE_END{-1, capture::UNTOUCHED, ""};
 
 bool hasTool(const std::string& name)
 {
@@ -42,9 +42,10 @@ protected:
     }
     std::string outputOf(const std::string& command) const
     {
-        EXPECT_TRUE(run(command + " >output")) << command << "\n"
-                                               << support::contentOf(path("errors"));
-        return support::contentOf(path("output"));
+        support::CommandOutput output =
+            support::runCommand("cd " + m_directory.path() + " && " + command + " 2>errors");
+        EXPECT_EQ(output.status, 0) << command << "\n" << support::contentOf(path("errors"));
+        return output.text;
     }
 
     /// Writes "capture": UDP, TCP forward, UDP, TCP reverse, with payloads of 10, 20, 160, 0 bytes.

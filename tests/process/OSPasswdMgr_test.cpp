@@ -14,11 +14,11 @@
 #include "private_root.h"
 #include "programs.h"
 #include "support/observed.h"
-#include "support/slots.h"
+#include "support/plain_thread.h"
 #include "support/temporary_directory.h"
+#include "support/throwing_manager.h"
 
 namespace calls = support::calls;
-using support::callSlot;
 using support::contentOf;
 using support::LogLine;
 using support::Replacement;
@@ -71,18 +71,6 @@ std::string ownEnvironment()
     return all;
 }
 
-/// A manager that refuses every process with an exception.
-template <typename Thrown>
-class RefusingManager : public ProcessManager
-{
-public:
-    explicit RefusingManager(const Thrown& thrown) : ProcessManager(nullptr), m_thrown(thrown) {}
-    int addProcess(Process&) override { throw m_thrown; }
-
-private:
-    Thrown m_thrown;
-};
-
 /// Sets a password while the manager in force throws. Returns what was sent to the child in the
 /// end.
 template <typename Thrown>
@@ -97,38 +85,11 @@ std::vector<int> signalsWhenRefusedWith(const Thrown& thrown)
     });
     const Replacement untouched(calls::waitpid, [](pid_t, int*, int) { return 0; });
     const Replacement skipped(calls::sleep, [](unsigned int) { return 0U; });
-    ProcessManagement::initialize(new RefusingManager<Thrown>(thrown));
+    ProcessManagement::initialize(new support::ThrowingManager<Thrown>(thrown));
     OSPasswdMgr().setPasswd("user", "secret");
     ProcessManagement::uninitialize();
     return signals;
 }
-
-void* setPassword(void* manager)
-{
-    static_cast<OSPasswdMgr*>(manager)->setPasswd("user", "secret");
-    return manager;
-}
-
-/// A password manager outside of the layer.
-class ManagerOutside : public OSPasswdMgrIfc
-{
-public:
-    explicit ManagerOutside(std::string& called) : m_called(called) {}
-    ~ManagerOutside() override { m_called = "destroyed"; }
-    int setPasswd(const std::string& user, std::string password) override
-    {
-        m_called = "set " + user + " " + password;
-        return 2;
-    }
-    int deletePasswd(const std::string& user) override
-    {
-        m_called = "delete " + user;
-        return 3;
-    }
-
-private:
-    std::string& m_called;
-};
 
 } // namespace
 
@@ -276,13 +237,10 @@ TEST_F(OSPasswdMgrOnDevice, endsTheScriptOfACallerThatIsCancelled)
                  "/Mirta_Deploy/running\nexec sleep 60\n",
                  0700);
     const Replacement skipped(calls::sleep, [](unsigned int) { return 0U; });
-    pthread_t thread{};
-    ASSERT_EQ(0, pthread_create(&thread, nullptr, setPassword, &m_manager));
+    support::PlainThread thread([this] { m_manager.setPasswd("user", "secret"); });
     EXPECT_TRUE(support::eventually([] { return !reported("running").empty(); }));
-    pthread_cancel(thread);
-    void* result = nullptr;
-    pthread_join(thread, &result);
-    EXPECT_EQ(PTHREAD_CANCELED, result);
+    thread.cancel();
+    EXPECT_TRUE(thread.wasCancelled());
     const pid_t script = std::stoi(reported("running"));
     int status = SIGTERM;
     waitpid(script, &status, 0); // unless it was quick enough to be reaped
@@ -305,35 +263,11 @@ TEST(OSPasswdMgr, throwsNothingOnAHostWithoutADeployment)
     EXPECT_EQ(4U, log.lines().size());
 }
 
-TEST(OSPasswdMgrIfc, keepsItsVirtualFunctionsInTheOrderThatClientsWereBuiltWith)
-{
-    std::string called;
-    ManagerOutside outside(called);
-    OSPasswdMgrIfc* const manager = &outside;
-    const std::string user = "user";
-    EXPECT_EQ(2, (callSlot<int(const std::string&, std::string)>(manager, 2, user,
-                                                                 std::string("secret"))));
-    EXPECT_EQ("set user secret", called);
-    EXPECT_EQ(3, callSlot<int(const std::string&)>(manager, 3, user));
-    EXPECT_EQ("delete user", called);
-}
-
-TEST(OSPasswdMgrIfc, isDestroyedThroughItsFirstTwoSlots)
-{
-    std::string called;
-    alignas(ManagerOutside) unsigned char place[sizeof(ManagerOutside)];
-    callSlot<void()>(new (place) ManagerOutside(called), 0);
-    EXPECT_EQ("destroyed", called);
-    called.clear();
-    callSlot<void()>(new ManagerOutside(called), 1);
-    EXPECT_EQ("destroyed", called);
-}
-
 TEST(OSPasswdMgrIfc, isImplementedByTheManagerOfTheLayer)
 {
     const support::RecordedLog log;
     OSPasswdMgrIfc* const manager = new OSPasswdMgr;
     const std::string user = "user";
-    callSlot<int(const std::string&)>(manager, 3, user);
-    callSlot<void()>(manager, 1);
+    manager->deletePasswd(user);
+    delete manager;
 }

@@ -12,9 +12,10 @@
 #include <gpal/Process.h>
 #include <gpal/ProcessTypeString.h>
 
+#include "programs.h"
 #include "support/layer_threads.h"
 #include "support/observed.h"
-#include "support/slots.h"
+#include "support/temporary_directory.h"
 
 namespace calls = support::calls;
 using support::mayLowerNiceValues;
@@ -53,23 +54,19 @@ class SleepingProgram
 public:
     explicit SleepingProgram(const std::string& name) : m_name(name)
     {
-        char directory[] = "/tmp/gpal-program-XXXXXX";
-        m_directory = mkdtemp(directory);
-        if (getcwd(m_before, sizeof m_before) == nullptr || chdir(m_directory.c_str()) != 0) {
+        if (getcwd(m_before, sizeof m_before) == nullptr ||
+            chdir(m_directory.path().c_str()) != 0) {
             std::abort();
         }
-        std::ofstream(m_name) << "#!/bin/sh\nexec sleep 60\n";
-        chmod(m_name.c_str(), S_IRWXU);
+        writeProgram(m_name, "#!/bin/sh\nexec sleep 60\n", S_IRWXU);
     }
     SleepingProgram(const SleepingProgram&) = delete;
     SleepingProgram& operator=(const SleepingProgram&) = delete;
     ~SleepingProgram()
     {
-        unlink(m_name.c_str());
         if (chdir(m_before) != 0) {
             std::abort();
         }
-        rmdir(m_directory.c_str());
     }
 
     /// Starts it and returns its nice value while it runs.
@@ -88,7 +85,7 @@ public:
 
 private:
     std::string m_name;
-    std::string m_directory;
+    support::TemporaryDirectory m_directory;
     char m_before[4096];
 };
 
@@ -162,16 +159,16 @@ TEST(SimplePrioritySetter, putsEveryOtherProcessAtZero)
     }
 }
 
-TEST(SimplePrioritySetter, keepsTheOrderOfTheInterface)
+TEST(SimplePrioritySetter, servesTheInterface)
 {
     const RecordedKernel kernel;
-    SimplePrioritySetter setter;
-    using support::callSlot;
+    SimplePrioritySetter simple;
+    PrioritySetter& setter = simple;
     const std::string launcher = ProcessTypeString::PHONELET_LAUNCHER_PROCESS;
-    EXPECT_EQ(12, (callSlot<int(std::string, unsigned long)>(&setter, 2, launcher, 1UL)));
-    EXPECT_EQ(12, (callSlot<int(std::string, int)>(&setter, 3, launcher, 2)));
-    EXPECT_EQ(12, (callSlot<int(std::string, unsigned long, int)>(&setter, 4, launcher, 3UL, 7)));
-    EXPECT_EQ(12, (callSlot<int(std::string, int, int)>(&setter, 5, launcher, 4, 8)));
+    EXPECT_EQ(12, setter.setThreadPriority(launcher, 1UL));
+    EXPECT_EQ(12, setter.setProcessPriority(launcher, 2));
+    EXPECT_EQ(12, setter.requestThreadPriority(launcher, 3UL, 7));
+    EXPECT_EQ(12, setter.requestProcessPriority(launcher, 4, 8));
     EXPECT_THAT(kernel.asked(), ElementsAre("get process 1", "set process 2 to 5", "get process 2",
                                             "set process 3 to 7", "get process 3",
                                             "set process 4 to 8", "get process 4"));

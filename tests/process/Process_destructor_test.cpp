@@ -12,6 +12,7 @@
 
 #include "programs.h"
 #include "support/observed.h"
+#include "support/plain_thread.h"
 #include "support/temporary_directory.h"
 
 namespace calls = support::calls;
@@ -291,20 +292,6 @@ TEST(ProcessDestructor, takesTwoSecondsAndLeavesAChildThatIgnoresTheSignalRunnin
     EXPECT_EQ(child, waitpid(child, &status, 0));
 }
 
-namespace
-{
-
-void* deleteWhileCancelled(void* process)
-{
-    pthread_cancel(pthread_self());
-    delete static_cast<Process*>(process);
-    // A thread that got here was not cancelled before its process was gone.
-    pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, nullptr);
-    return process;
-}
-
-} // namespace
-
 TEST(ProcessDestructor, holdsTheCancellationOfItsCallerOffUntilItIsDone)
 {
     const Replacement interruptible(calls::sleep, [](unsigned int) {
@@ -314,10 +301,10 @@ TEST(ProcessDestructor, holdsTheCancellationOfItsCallerOffUntilItIsDone)
     auto* const process = new Process;
     start(*process, {"/bin/sleep", "60"});
     const int child = process->ID();
-    pthread_t thread{};
-    ASSERT_EQ(0, pthread_create(&thread, nullptr, deleteWhileCancelled, process));
-    void* result = nullptr;
-    pthread_join(thread, &result);
-    EXPECT_EQ(process, result);
+    support::PlainThread thread([process] {
+        pthread_cancel(pthread_self());
+        delete process;
+    });
+    EXPECT_TRUE(thread.wasCancelledOnlyAtItsEnd());
     waitpid(child, nullptr, 0);
 }

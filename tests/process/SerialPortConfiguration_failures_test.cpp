@@ -8,12 +8,14 @@
 #include <new>
 
 #include "process/console_table.h"
-#include "support/cancelled_thread.h"
+#include "support/descriptors.h"
+#include "support/full_pipe.h"
 #include "support/observed.h"
+#include "support/plain_thread.h"
 #include "support/temporary_directory.h"
 
-using support::CancelledThread;
 using support::contentOf;
+using support::PlainThread;
 using support::Replaceable;
 using support::Replacement;
 
@@ -45,8 +47,8 @@ protected:
     static std::string complaintOfSetting()
     {
         const support::Captured errors(STDERR_FILENO);
-        CancelledThread setting(setMode);
-        EXPECT_FALSE(setting.isCancelled());
+        PlainThread setting(setMode);
+        EXPECT_FALSE(setting.wasCancelled());
         return errors.text();
     }
 
@@ -55,12 +57,6 @@ protected:
         return std::string("Error reading file: : ") + std::strerror(reason) + "\n";
     }
 };
-
-int descriptorCount()
-{
-    return static_cast<int>(
-        std::distance(std::filesystem::directory_iterator("/proc/self/fd"), {}));
-}
 
 /// A table of more than one read, the second of which is \p failing.
 template <typename Failing>
@@ -124,17 +120,17 @@ TEST_F(TornTable, doesNotReplaceTheGoodOneWhenMemoryIsShort)
 
 TEST_F(TornTable, doesNotReplaceTheGoodOneWhenItsWriterIsCancelled)
 {
-    const int before = descriptorCount();
+    const auto before = support::openDescriptors();
     std::ofstream(TABLE) << "a\n";
     {
         const support::FullPipe pipe(NEW_TABLE);
-        CancelledThread setting(setMode);
+        PlainThread setting(setMode);
         setting.cancelOnceItBlocks();
-        EXPECT_TRUE(setting.isCancelled());
+        EXPECT_TRUE(setting.wasCancelled());
         EXPECT_TRUE(pipe.gotNothing());
     }
     EXPECT_EQ(contentOf(TABLE), "a\n");
-    EXPECT_EQ(descriptorCount(), before);
+    EXPECT_EQ(support::openDescriptors(), before);
     EXPECT_TRUE(m_commands.commands().empty());
     std::filesystem::remove(NEW_TABLE);
     setMode();
@@ -145,8 +141,8 @@ TEST_F(TornTable, canBeCancelledWhereTheTableIsMissingAndTheDiskIsFull)
 {
     const std::string hog = "/etc/hog";
     std::ofstream(hog) << std::string(1 << 20, 'x');
-    CancelledThread setting(setMode);
+    PlainThread setting(setMode);
     EXPECT_TRUE(support::eventually([] { return support::exists(NEW_TABLE); }));
     setting.cancel();
-    EXPECT_TRUE(setting.isCancelled());
+    EXPECT_TRUE(setting.wasCancelled());
 }

@@ -6,33 +6,10 @@
 #include <iostream>
 #include <type_traits>
 
+#include "support/soft_limit.h"
+
 namespace
 {
-
-/// Gives this program another soft limit for a scope.
-class SoftLimit
-{
-public:
-    SoftLimit(int resource, rlim_t value) : m_resource(static_cast<__rlimit_resource_t>(resource))
-    {
-        getrlimit(m_resource, &m_before);
-        rlimit limit = m_before;
-        limit.rlim_cur = value;
-        // Emulators say yes to limits of memory and keep them from their program.
-        m_set = setrlimit(m_resource, &limit) == 0 && getrlimit(m_resource, &limit) == 0 &&
-                limit.rlim_cur == value;
-    }
-    SoftLimit(const SoftLimit&) = delete;
-    SoftLimit& operator=(const SoftLimit&) = delete;
-    ~SoftLimit() { setrlimit(m_resource, &m_before); }
-
-    bool isSet() const { return m_set; }
-
-private:
-    __rlimit_resource_t m_resource;
-    rlimit m_before{};
-    bool m_set = false;
-};
 
 struct Row {
     char option;
@@ -54,7 +31,7 @@ std::string answerAt(const Row& row, rlim_t value)
     bool set = false;
     {
         // Nothing is allocated meanwhile: the limits of memory are among those that are set.
-        const SoftLimit limit(row.resource, value);
+        const support::SoftLimit limit(row.resource, value);
         set = limit.isSet();
         known = Ulimit().getulimit(row.option, text);
     }

@@ -19,6 +19,7 @@
 
 #include "programs.h"
 #include "support/observed.h"
+#include "support/plain_thread.h"
 
 using support::LogLine;
 using support::Replaceable;
@@ -216,17 +217,6 @@ TEST(GPALAnonymousPipe, closesBothEndsEvenIfClosingTheFirstFails)
 namespace
 {
 
-void* letPipeGoWhileCancelled(void* reached)
-{
-    {
-        const GPALAnonymousPipe pipe;
-        pthread_cancel(pthread_self());
-    }
-    // A thread that got here was not cancelled before its pipe was gone.
-    pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, nullptr);
-    return reached;
-}
-
 } // namespace
 
 TEST(GPALAnonymousPipe, holdsTheCancellationOfItsCallerOffUntilBothEndsAreClosed)
@@ -235,12 +225,11 @@ TEST(GPALAnonymousPipe, holdsTheCancellationOfItsCallerOffUntilBothEndsAreClosed
         pthread_testcancel();
         return closeCall.original(descriptor);
     });
-    int place = 0;
-    void* result = nullptr;
-    pthread_t thread{};
-    ASSERT_EQ(0, pthread_create(&thread, nullptr, letPipeGoWhileCancelled, &place));
-    pthread_join(thread, &result);
-    EXPECT_EQ(&place, result);
+    support::PlainThread thread([] {
+        const GPALAnonymousPipe pipe;
+        pthread_cancel(pthread_self());
+    });
+    EXPECT_TRUE(thread.wasCancelledOnlyAtItsEnd());
 }
 
 TEST(Ulimit, readsTheLimitsFromTheTopOfItsTableToTheOneAskedFor)

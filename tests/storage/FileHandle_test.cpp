@@ -6,11 +6,12 @@
 #include <type_traits>
 #include <unistd.h>
 
-#include "storage/descriptors.h"
+#include "support/descriptors.h"
 #include "support/observed.h"
 #include "support/temporary_directory.h"
 
 using support::LogLine;
+using support::openDescriptors;
 using testing::ElementsAre;
 using testing::IsEmpty;
 

@@ -7,10 +7,9 @@
 #include <syslog.h>
 #include <unistd.h>
 
-#include "storage/descriptors.h"
+#include "support/descriptors.h"
 #include "support/file_calls.h"
 #include "support/observed.h"
-#include "support/slots.h"
 #include "support/temporary_directory.h"
 
 namespace calls = support::calls;
@@ -18,6 +17,7 @@ namespace calls = support::calls;
 using support::contentOf;
 using support::exists;
 using support::LogLine;
+using support::openDescriptors;
 using support::Replacement;
 using testing::ElementsAre;
 using testing::IsEmpty;
@@ -47,18 +47,6 @@ class OtherFileManager : public FileManager
 public:
     MOCK_METHOD(bool, copyFile, (std::string const&, std::string const&), (override));
     MOCK_METHOD(int, deleteFile, (std::string const&), (override));
-};
-
-class SlottedFileManager : public FileManagerIfc
-{
-public:
-    MOCK_METHOD(bool, createFile, (std::string const&, std::string const&), (override));
-    MOCK_METHOD(bool, copyFile, (std::string const&, std::string const&), (override));
-    MOCK_METHOD(bool, moveFile, (std::string const&, std::string const&), (override));
-    MOCK_METHOD(int, deleteFile, (std::string const&), (override));
-    MOCK_METHOD(bool, doesExist, (std::string const&), (override));
-    MOCK_METHOD(int, size, (std::string const&), (override));
-    MOCK_METHOD(bool, isPrefix, (std::string const&, std::string const&), (override));
 };
 
 } // namespace
@@ -168,32 +156,6 @@ TEST(FileManager, movesByTheCopyingAndDeletingOfTheDerivedClass)
     }
     EXPECT_TRUE(files.moveFile("from", "to")) << "whatever the deletion says";
     EXPECT_FALSE(files.moveFile("from", "to"));
-}
-
-TEST(FileManager, keepsTheOrderOfItsVirtualFunctions)
-{
-    testing::StrictMock<SlottedFileManager> files;
-    FileManagerIfc* interface = &files;
-    const std::string a = "a";
-    const std::string b = "b";
-    const auto two = [&](int place) {
-        return support::callSlot<bool(const std::string*, const std::string*)>(interface, place, &a,
-                                                                               &b);
-    };
-    EXPECT_CALL(files, createFile("a", "b")).WillOnce(Return(true));
-    EXPECT_TRUE(two(2));
-    EXPECT_CALL(files, copyFile("a", "b")).WillOnce(Return(true));
-    EXPECT_TRUE(two(3));
-    EXPECT_CALL(files, moveFile("a", "b")).WillOnce(Return(true));
-    EXPECT_TRUE(two(4));
-    EXPECT_CALL(files, deleteFile("a")).WillOnce(Return(7));
-    EXPECT_EQ((support::callSlot<int(const std::string*)>(interface, 5, &a)), 7);
-    EXPECT_CALL(files, doesExist("a")).WillOnce(Return(true));
-    EXPECT_TRUE((support::callSlot<bool(const std::string*)>(interface, 6, &a)));
-    EXPECT_CALL(files, size("a")).WillOnce(Return(9));
-    EXPECT_EQ((support::callSlot<int(const std::string*)>(interface, 7, &a)), 9);
-    EXPECT_CALL(files, isPrefix("a", "b")).WillOnce(Return(true));
-    EXPECT_TRUE(two(8));
 }
 
 TEST_F(ManagedFile, isReachedThroughTheInterface)

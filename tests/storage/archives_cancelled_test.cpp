@@ -6,12 +6,13 @@
 #include <unistd.h>
 
 #include "storage/packing.h"
-#include "support/cancelled_thread.h"
+#include "support/full_pipe.h"
+#include "support/plain_thread.h"
 
 namespace calls = support::calls;
 
-using support::CancelledThread;
 using support::cancelOneself;
+using support::PlainThread;
 using support::Replacement;
 using testing::ElementsAre;
 using testing::IsEmpty;
@@ -39,10 +40,9 @@ protected:
             close(writing);
             return calls::fdopen.original(descriptor, mode);
         });
-        CancelledThread thread(packing);
+        PlainThread thread(packing);
         thread.cancelOnceItBlocks();
-        EXPECT_TRUE(thread.isCancelled());
-        EXPECT_FALSE(thread.isWorkDone());
+        EXPECT_TRUE(thread.wasCancelled());
         EXPECT_FALSE(m_list.isLeft());
         EXPECT_TRUE(pipe.gotNothing());
     }
@@ -72,9 +72,8 @@ TEST_F(CancelledPack, byTheFlushItselfLeavesNoList)
         cancelOneself();
         return calls::fflush.original(stream);
     });
-    CancelledThread thread(pack);
-    EXPECT_TRUE(thread.isCancelled());
-    EXPECT_FALSE(thread.isWorkDone());
+    PlainThread thread(pack);
+    EXPECT_TRUE(thread.wasCancelled());
     EXPECT_FALSE(m_list.isLeft());
 }
 

@@ -7,6 +7,7 @@
 #include <gmock/gmock.h>
 
 #include "storage/packing.h"
+#include "support/plain_thread.h"
 
 using support::LogLine;
 using support::Replacement;
@@ -39,25 +40,6 @@ protected:
         return calls::fdopen.original(descriptor, mode);
     }
 };
-
-void* packNothing(void* packed)
-{
-    *static_cast<bool*>(packed) = Storage::pack("a.tar", false, {}, false, false);
-    pthread_testcancel();
-    return nullptr;
-}
-
-/// Packs in a thread of its own, which some step cancels. Returns whether the pack was done first.
-bool isDoneByCancelledThread()
-{
-    bool isPacked = false;
-    pthread_t thread{};
-    EXPECT_EQ(pthread_create(&thread, nullptr, packNothing, &isPacked), 0);
-    void* result = nullptr;
-    EXPECT_EQ(pthread_join(thread, &result), 0);
-    EXPECT_EQ(result, PTHREAD_CANCELED);
-    return isPacked;
-}
 
 } // namespace
 
@@ -250,11 +232,11 @@ TEST_F(PackingStep, thatExaminesAFileSaysWhyItFailed)
 TEST_F(PackingStep, atWhichTheThreadIsCancelledLeavesNoList)
 {
     const Replacement system(calls::system, [](const char*) {
-        pthread_cancel(pthread_self());
-        pthread_testcancel();
+        support::cancelOneself();
         return 0;
     });
-    EXPECT_FALSE(isDoneByCancelledThread());
+    support::PlainThread packing([] { Storage::pack("a.tar", false, {}, false, false); });
+    EXPECT_TRUE(packing.wasCancelled());
     EXPECT_FALSE(m_list.isLeft());
 }
 
@@ -268,6 +250,10 @@ TEST_F(PackingStep, thatCleansUpIsDoneBeforeTheThreadIsCancelled)
         pthread_testcancel();
         return calls::fclose.original(stream);
     });
-    EXPECT_TRUE(isDoneByCancelledThread());
+    bool isPacked = false;
+    support::PlainThread packing(
+        [&] { isPacked = Storage::pack("a.tar", false, {}, false, false); });
+    EXPECT_TRUE(packing.wasCancelledOnlyAtItsEnd());
+    EXPECT_TRUE(isPacked);
     EXPECT_FALSE(m_list.isLeft());
 }

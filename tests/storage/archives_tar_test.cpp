@@ -43,7 +43,7 @@ protected:
         setenv("PATH", m_path.c_str(), 1);
         EXPECT_EQ(chdir("/"), 0);
         EXPECT_FALSE(m_list.isLeft());
-        EXPECT_EQ(openDescriptors(), m_descriptors);
+        EXPECT_EQ(support::openDescriptors(), m_descriptors);
     }
 
     /// Lets `tar` be the named program from now on. Returns whether the machine has it.
@@ -78,7 +78,7 @@ protected:
         std::filesystem::remove(m_out + "/y");
     }
 
-    const std::set<std::string> m_descriptors = openDescriptors();
+    const std::set<std::string> m_descriptors = support::openDescriptors();
     const std::string m_path = std::getenv("PATH");
     support::TemporaryDirectory m_directory;
     const std::string m_in = m_directory.path("in");

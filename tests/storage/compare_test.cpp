@@ -14,33 +14,24 @@
 #include <gpal/Process.h>
 #include <gpal/ProcessManager.h>
 
-#include "storage/descriptors.h"
-#include "support/cancelled_thread.h"
+#include "support/descriptors.h"
+#include "support/failing_allocations.h"
 #include "support/file_calls.h"
 #include "support/observed.h"
+#include "support/plain_thread.h"
 #include "support/private_mounts.h"
 #include "support/temporary_directory.h"
+#include "support/throwing_manager.h"
 
 namespace calls = support::calls;
 
 using support::Captured;
+using support::FailingAllocations;
 using support::LogLine;
+using support::openDescriptors;
 using support::Replacement;
 using testing::ElementsAre;
 using testing::IsEmpty;
-
-namespace
-{
-
-bool memoryIsShort = false;
-
-} // namespace
-
-// The library's own kind of allocation that says so when memory is short.
-void* operator new(std::size_t size, const std::nothrow_t& /*tag*/) noexcept
-{
-    return memoryIsShort ? nullptr : ::operator new(size);
-}
 
 namespace
 {
@@ -105,21 +96,6 @@ private:
     bool m_isMounted = false;
 };
 
-/// Refuses every process that was started.
-class ThrowingManager : public ProcessManager
-{
-public:
-    explicit ThrowingManager(pid_t& child) : ProcessManager(nullptr), m_child(child) {}
-    int addProcess(Process& process) override
-    {
-        m_child = process.ID();
-        throw std::bad_alloc();
-    }
-
-private:
-    pid_t& m_child;
-};
-
 } // namespace
 
 TEST_F(RealComparison, isZeroForEqualFiles)
@@ -163,7 +139,7 @@ TEST_F(RealComparison, failsAndLeavesNothingBehindWhenTheProcessManagerThrows)
 {
     const Replacement quick(calls::sleep, [](unsigned int) { return 0U; });
     pid_t child = 0;
-    ProcessManagement::initialize(new ThrowingManager(child));
+    ProcessManagement::initialize(new support::ThrowingManager(std::bad_alloc(), &child));
     EXPECT_EQ(compare(), -1);
     ProcessManagement::uninitialize();
     EXPECT_THAT(m_log.lines(),
@@ -182,9 +158,8 @@ TEST_F(RealComparison, canBeCancelledAndEndsTheChild)
         support::cancelOneself();
         return calls::waitpid.original(pid, status, options);
     });
-    support::CancelledThread thread([this] { compare(); });
-    EXPECT_TRUE(thread.isCancelled());
-    EXPECT_FALSE(thread.isWorkDone());
+    support::PlainThread thread([this] { compare(); });
+    EXPECT_TRUE(thread.wasCancelled());
     calls::waitpid.original(child, nullptr, 0);
     EXPECT_EQ(kill(child, 0), -1);
 }
@@ -287,9 +262,11 @@ TEST_F(Comparison, failsWhenTheProgramCannotBeExamined)
 
 TEST_F(Comparison, failsWhenMemoryIsShort)
 {
-    memoryIsShort = true;
-    const int result = compare();
-    memoryIsShort = false;
-    EXPECT_EQ(result, -1);
+    {
+        // What is smaller than the child's object is to be had: the log's lines.
+        const FailingAllocations memory(0, FailingAllocations::OF_THIS_THREAD, sizeof(Process));
+        EXPECT_EQ(compare(), -1);
+        EXPECT_TRUE(FailingAllocations::struck());
+    }
     EXPECT_THAT(m_log.lines(), ElementsAre(LogLine{LOG_NOTICE, "Failed to start cmp utility\n"}));
 }

@@ -5,7 +5,7 @@
 #include <sys/stat.h>
 #include <vector>
 
-#include "storage/descriptors.h"
+#include "support/descriptors.h"
 #include "support/file_calls.h"
 #include "support/observed.h"
 #include "support/temporary_directory.h"
@@ -13,6 +13,7 @@
 namespace calls = support::calls;
 
 using support::exists;
+using support::openDescriptors;
 using support::Replacement;
 using testing::ElementsAre;
 using testing::IsEmpty;

@@ -6,10 +6,13 @@
 
 #include <gmock/gmock.h>
 
-#include "storage/descriptors.h"
+#include "support/descriptors.h"
 #include "support/file_calls.h"
+#include "support/plain_thread.h"
 #include "support/temporary_directory.h"
 
+using support::openDescriptors;
+using support::PlainThread;
 using support::Replacement;
 using testing::ElementsAre;
 using testing::IsEmpty;
@@ -66,22 +69,14 @@ private:
         [this](DIR*) { return m_next == m_entries.size() ? nullptr : &m_entries[m_next++]; }};
 };
 
-void* cancelledWhileListing(void* directory)
+/// A thread that lists a directory though it is being cancelled.
+PlainThread cancelledWhileListing(const std::string& directory)
 {
-    std::list<std::string> names;
-    pthread_cancel(pthread_self());
-    Storage::getListOfCharacterDeviceByDirectory(static_cast<const char*>(directory), &names);
-    pthread_testcancel();
-    return nullptr;
-}
-
-void expectIsCancelledWhileListing(std::string directory)
-{
-    pthread_t thread{};
-    ASSERT_EQ(pthread_create(&thread, nullptr, cancelledWhileListing, directory.data()), 0);
-    void* result = nullptr;
-    ASSERT_EQ(pthread_join(thread, &result), 0);
-    EXPECT_EQ(result, PTHREAD_CANCELED);
+    return PlainThread([directory] {
+        std::list<std::string> names;
+        pthread_cancel(pthread_self());
+        Storage::getListOfCharacterDeviceByDirectory(directory, &names);
+    });
 }
 
 } // namespace
@@ -190,7 +185,7 @@ TEST_F(ListingStep, atWhichTheThreadIsCancelledLeavesNoDescriptor)
             pthread_testcancel();
             return calls::readdir.original(directory);
         });
-        expectIsCancelledWhileListing(m_directory.path());
+        EXPECT_TRUE(cancelledWhileListing(m_directory.path()).wasCancelled());
     }
     EXPECT_EQ(openDescriptors(), before);
 }
@@ -210,7 +205,7 @@ TEST_F(ListingStep, thatClosesTheDirectoryIsDoneBeforeTheThreadIsCancelled)
             pthread_testcancel();
             return calls::closedir.original(directory);
         });
-        expectIsCancelledWhileListing(m_directory.path());
+        EXPECT_TRUE(cancelledWhileListing(m_directory.path()).wasCancelledOnlyAtItsEnd());
     }
     EXPECT_EQ(openDescriptors(), before);
 }

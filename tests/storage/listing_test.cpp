@@ -5,7 +5,7 @@
 #include <sys/sysmacros.h>
 #include <unistd.h>
 
-#include "storage/descriptors.h"
+#include "support/descriptors.h"
 #include "support/observed.h"
 #include "support/temporary_directory.h"
 
@@ -212,12 +212,12 @@ TEST_F(Listing, withoutAListFails)
 
 TEST_F(Listing, leavesNoDescriptorBehind)
 {
-    const auto before = openDescriptors();
+    const auto before = support::openDescriptors();
     namesOf(1);
     Storage::getListOfFilesByDirectoryNoPath(path("none"), &m_list);
     Storage::getListOfFilesByDirectoryNoPath(path("a"), &m_list);
     Storage::getListOfCharacterDeviceByDirectory("/dev", &m_list);
-    EXPECT_EQ(openDescriptors(), before);
+    EXPECT_EQ(support::openDescriptors(), before);
 }
 
 TEST_F(DeviceListing, keepsCharacterDevicesAndLinksToThem)

@@ -13,7 +13,7 @@
 #include <syslog.h>
 #include <unistd.h>
 
-#include "storage/descriptors.h"
+#include "support/descriptors.h"
 #include "support/observed.h"
 #include "support/private_mounts.h"
 #include "support/temporary_directory.h"
@@ -21,6 +21,7 @@
 using support::contentOf;
 using support::exists;
 using support::LogLine;
+using support::openDescriptors;
 using testing::ElementsAre;
 using testing::IsEmpty;
 

@@ -11,7 +11,7 @@
 #include <gtest/gtest.h>
 #include <syslog.h>
 
-#include "storage/descriptors.h"
+#include "support/descriptors.h"
 #include "support/file_calls.h"
 #include "support/observed.h"
 #include "support/temporary_directory.h"
@@ -42,7 +42,7 @@ private:
 class Packing : public testing::Test
 {
 protected:
-    ~Packing() override { EXPECT_EQ(openDescriptors(), m_descriptors); }
+    ~Packing() override { EXPECT_EQ(support::openDescriptors(), m_descriptors); }
 
     /// How the list file's failing in \p call is logged.
     support::LogLine failing(const std::string& call, int reason) const
@@ -56,7 +56,7 @@ protected:
         return {LOG_ERR, "packInternal: system: Failed with exit code: " + std::to_string(status)};
     }
 
-    const std::set<std::string> m_descriptors = openDescriptors();
+    const std::set<std::string> m_descriptors = support::openDescriptors();
     support::TemporaryDirectory m_directory;
     ListFile m_list;
     support::RecordedLog m_log;

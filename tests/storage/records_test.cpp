@@ -4,11 +4,12 @@
 #include <memory>
 #include <unistd.h>
 
-#include "storage/descriptors.h"
 #include "storage/record_modes.h"
+#include "support/descriptors.h"
 #include "support/temporary_directory.h"
 
 using support::contentOf;
+using support::openDescriptors;
 
 namespace
 {

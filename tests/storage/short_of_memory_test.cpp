@@ -4,7 +4,7 @@
 #include <gtest/gtest.h>
 #include <new>
 
-#include "storage/descriptors.h"
+#include "support/descriptors.h"
 #include "support/failing_allocations.h"
 #include "support/temporary_directory.h"
 
@@ -24,14 +24,14 @@ protected:
     template <typename Call>
     void expectRefused(Call call)
     {
-        const auto before = openDescriptors();
+        const auto before = support::openDescriptors();
         {
             constexpr std::size_t BUFFER = 1024; // at least; the stream itself is smaller
             const support::FailingAllocations memory(0, support::FailingAllocations::OF_THIS_THREAD,
                                                      BUFFER);
             EXPECT_THROW(call(), std::bad_alloc);
         }
-        EXPECT_EQ(openDescriptors(), before);
+        EXPECT_EQ(support::openDescriptors(), before);
     }
 
     support::TemporaryDirectory m_directory;

@@ -10,7 +10,7 @@
 #include <thread>
 #include <unistd.h>
 
-#include "storage/descriptors.h"
+#include "support/descriptors.h"
 #include "support/file_calls.h"
 #include "support/observed.h"
 #include "support/temporary_directory.h"
@@ -20,6 +20,7 @@ namespace calls = support::calls;
 using support::contentOf;
 using support::exists;
 using support::LogLine;
+using support::openDescriptors;
 using support::Replacement;
 using testing::ElementsAre;
 using testing::IsEmpty;

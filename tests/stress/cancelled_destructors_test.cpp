@@ -18,50 +18,40 @@ using support::eventually;
 namespace
 {
 
-class CancelledDestructor : public stress::LayerTest
-{
-protected:
-    /// A thread blocks in \p destruction until \p letGo and is cancelled meanwhile: the destructor
-    /// comes to its end, and the thread to its own right after it.
-    void cancelIn(const std::function<void()>& destruction, const std::function<void()>& letGo)
-    {
-        std::atomic<bool> destroyed{false};
-        std::atomic<bool> survived{false};
-        LayerThread thread([&] {
-            destruction();
-            destroyed = true;
-            pthread_testcancel();
-            survived = true;
-        });
-        EXPECT_TRUE(eventually([&] { return thread.isAsleep(); }));
-        thread.cancel();
-        EXPECT_TRUE(eventually([&] { return thread.isAsleep(); }));
-        EXPECT_FALSE(destroyed);
-        letGo();
-        thread.join();
-        EXPECT_TRUE(destroyed);
-        EXPECT_FALSE(survived);
-        expectNewcomersAreServed();
-    }
-};
+using CancelledDestructor = stress::LayerTest;
 
-class CancelledTimerDestructor : public CancelledDestructor
+/// A thread blocks in \p destruction until \p letGo and is cancelled meanwhile: the destructor
+/// comes to its end, and the thread to its own right after it.
+void cancelIn(const std::function<void()>& destruction, const std::function<void()>& letGo)
+{
+    std::atomic<bool> destroyed{false};
+    std::atomic<bool> survived{false};
+    LayerThread thread([&] {
+        destruction();
+        destroyed = true;
+        pthread_testcancel();
+        survived = true;
+    });
+    EXPECT_TRUE(eventually([&] { return thread.isAsleep(); }));
+    thread.cancel();
+    EXPECT_TRUE(eventually([&] { return thread.isAsleep(); }));
+    EXPECT_FALSE(destroyed);
+    letGo();
+    thread.join();
+    EXPECT_TRUE(destroyed);
+    EXPECT_FALSE(survived);
+    expectNewcomersAreServed();
+}
+
+class CancelledTimerDestructor : public stress::MonitorTest
 {
 protected:
     void SetUp() override
     {
-        LayerTest::SetUp();
-        m_monitor = std::make_unique<osTimerThread>();
+        MonitorTest::SetUp();
         m_monitor->start();
     }
 
-    void TearDown() override
-    {
-        m_monitor.reset();
-        LayerTest::TearDown();
-    }
-
-    std::unique_ptr<osTimerThread> m_monitor;
     HoldingReceiver m_receiver;
 };
 

@@ -98,8 +98,8 @@ TEST_F(CancelledThread, joiningAnotherLeavesThatOneToBeJoined)
     }
     Semaphore end(0, 1, false);
     LayerThread joined([&] { end.take(-1); });
-    cancelAsleepIn([&] { joined.waitForThreadCompletion(); });
-    cancelAsleepIn([&] { Threader().waitForThreadCompletion(joined.threadId()); });
+    cancelAsleepIn([&] { joined.body().waitForThreadCompletion(); });
+    cancelAsleepIn([&] { Threader().waitForThreadCompletion(joined.id()); });
     end.give();
     joined.join();
     EXPECT_TRUE(joined.isFinished());

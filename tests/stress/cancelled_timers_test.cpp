@@ -17,21 +17,9 @@ namespace
 
 constexpr int FAR_AWAY_MS = 600000;
 
-class CancelledTimer : public stress::LayerTest
+class CancelledTimer : public stress::MonitorTest
 {
 protected:
-    void SetUp() override
-    {
-        LayerTest::SetUp();
-        m_monitor = std::make_unique<osTimerThread>();
-    }
-
-    void TearDown() override
-    {
-        m_monitor.reset();
-        LayerTest::TearDown();
-    }
-
     /// A thread is cancelled that waits in \p operation for the callback of the same timer.
     void cancelBehindACallback(const std::function<void(osTimer&)>& operation)
     {
@@ -80,8 +68,6 @@ protected:
         expectNewTimersAreServed();
         expectNewcomersAreServed();
     }
-
-    std::unique_ptr<osTimerThread> m_monitor;
 };
 
 } // namespace

@@ -7,6 +7,7 @@
 #include <unistd.h>
 
 #include "stress/layer.h"
+#include "support/full_pipe.h"
 #include "support/observed.h"
 
 using stress::awaitWaiting;
@@ -231,50 +232,11 @@ TEST_F(CancelledInWait, afterItWasTheLastToBeSignalledSignalsNothing)
 namespace
 {
 
-/// Puts a full pipe in the place of standard output for its life.
-class StuckConsole
-{
-public:
-    StuckConsole() : m_saved(dup(STDOUT_FILENO))
-    {
-        std::cout.flush();
-        EXPECT_EQ(pipe(m_ends), 0);
-        const int flags = fcntl(m_ends[1], F_GETFL);
-        fcntl(m_ends[1], F_SETFL, flags | O_NONBLOCK);
-        const std::string filling(4096, '.');
-        while (write(m_ends[1], filling.data(), filling.size()) > 0) {
-        }
-        fcntl(m_ends[1], F_SETFL, flags);
-        dup2(m_ends[1], STDOUT_FILENO);
-    }
-    StuckConsole(const StuckConsole&) = delete;
-    StuckConsole& operator=(const StuckConsole&) = delete;
-    ~StuckConsole()
-    {
-        dup2(m_saved, STDOUT_FILENO);
-        for (const int descriptor : {m_saved, m_ends[0], m_ends[1]}) {
-            close(descriptor);
-        }
-    }
-
-    void drain()
-    {
-        fcntl(m_ends[0], F_SETFL, O_NONBLOCK);
-        char piece[4096];
-        while (read(m_ends[0], piece, sizeof piece) > 0) {
-        }
-    }
-
-private:
-    int m_saved;
-    int m_ends[2] = {-1, -1};
-};
-
 void expectConsoleToSurviveCancellationOf(const std::function<void()>& dump)
 {
     std::atomic<bool> dumped{false};
     {
-        StuckConsole console;
+        const support::FullInPlace console(STDOUT_FILENO);
         LayerThread thread([&] {
             dump();
             dumped = true;

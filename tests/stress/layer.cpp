@@ -104,55 +104,6 @@ int RecordingManager::requestNewPriority(int /*threadId*/, GPALThreadPriority pr
     return priority;
 }
 
-LayerThread::LayerThread(std::function<void()> body) : m_body(std::move(body))
-{
-    EXPECT_TRUE(Threader().spawn(&m_thread, this, "", GPAL_THREAD_PRIORITY_NORMAL, 0));
-}
-
-LayerThread::~LayerThread()
-{
-    join();
-}
-
-void LayerThread::run()
-{
-    m_kernelId = gettid();
-    m_body();
-    m_finished = true;
-}
-
-void LayerThread::cancel()
-{
-    EXPECT_TRUE(Threader().destroy(m_thread));
-}
-
-void LayerThread::join()
-{
-    if (!m_joined) {
-        EXPECT_EQ(waitForThreadCompletion(), 0);
-        m_joined = true;
-    }
-}
-
-/// How often the thread has gone to sleep, if it is asleep; "" if it is not.
-std::string LayerThread::sleep() const
-{
-    std::ifstream file("/proc/self/task/" + std::to_string(m_kernelId) + "/status");
-    const std::string text{std::istreambuf_iterator<char>(file), {}};
-    const std::size_t times = text.find("\nvoluntary_ctxt_switches:");
-    const bool isAsleep = text.find("\nState:\tS") != std::string::npos;
-    return isAsleep && times != std::string::npos ? text.substr(times) : "";
-}
-
-bool LayerThread::isAsleep() const
-{
-    // Waiting for a moment for a lock of the C library's is no sleep.
-    constexpr auto LONG_ENOUGH = std::chrono::milliseconds(30);
-    const std::string before = sleep();
-    std::this_thread::sleep_for(LONG_ENOUGH);
-    return !before.empty() && before == sleep();
-}
-
 bool unwindsOutOfJoin()
 {
     static const bool unwinds = [] {
@@ -302,6 +253,18 @@ void LayerTest::TearDown()
     EXPECT_EQ(manager().wrongRemovals(), 0);
     ProcessManagement::uninitialize();
     alarm(0);
+}
+
+void MonitorTest::SetUp()
+{
+    LayerTest::SetUp();
+    m_monitor = std::make_unique<osTimerThread>();
+}
+
+void MonitorTest::TearDown()
+{
+    m_monitor.reset();
+    LayerTest::TearDown();
 }
 
 } // namespace stress

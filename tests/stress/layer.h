@@ -6,17 +6,20 @@
 
 #include <atomic>
 #include <functional>
+#include <memory>
 #include <optional>
 
 #include <gpal/gpal.h>
 #include <gtest/gtest.h>
 
+#include "support/layer_threads.h"
 #include "support/replaceable.h"
 #include "support/thread_sanitizer.h"
 
 namespace stress
 {
 
+using support::LayerThread;
 using support::UNDER_THREAD_SANITIZER;
 
 /// Whether the C library runs the destructors of a thread that is cancelled in `pthread_join`,
@@ -50,34 +53,6 @@ private:
     std::atomic<int> m_added{0};
     std::atomic<int> m_removed{0};
     std::atomic<int> m_wrongRemovals{0};
-};
-
-/// A thread of the layer that runs a function and is joined at the latest when the object goes.
-class LayerThread : public Threadable
-{
-public:
-    explicit LayerThread(std::function<void()> body);
-    LayerThread(const LayerThread&) = delete;
-    LayerThread& operator=(const LayerThread&) = delete;
-    ~LayerThread() override;
-
-    void run() override;
-
-    void cancel();
-    void join();
-    /// Whether the thread sleeps in the kernel, and for a while already.
-    bool isAsleep() const;
-    /// Whether the function came to its end, rather than being cut short by cancellation.
-    bool isFinished() const { return m_finished; }
-
-private:
-    std::string sleep() const;
-
-    std::function<void()> m_body;
-    std::atomic<int> m_kernelId{0};
-    std::atomic<bool> m_finished{false};
-    bool m_joined = false;
-    unsigned long m_thread = 0;
 };
 
 /// The figures in the dump of a semaphore or an event object; 0 for a line that it does not have.
@@ -155,6 +130,16 @@ protected:
 private:
     RecordingManager* m_manager = nullptr; ///< owned by the layer
     std::optional<WatchedSleep> m_watchedSleep;
+};
+
+/// With a monitor besides, which the test starts.
+class MonitorTest : public LayerTest
+{
+protected:
+    void SetUp() override;
+    void TearDown() override;
+
+    std::unique_ptr<osTimerThread> m_monitor;
 };
 
 /// Work that sleeps until it is let go, and can be cancelled or not.

@@ -28,16 +28,15 @@ protected:
     }
 };
 
-class NeverRun : public Threadable
-{
-public:
-    void run() override { ADD_FAILURE() << "spawned without a place for its id"; }
-};
-
-void* neverCalled(void* /*argument*/)
+void neverRuns()
 {
     ADD_FAILURE() << "spawned without a place for its id";
-    return nullptr;
+}
+
+void* neverCalled(void* argument)
+{
+    neverRuns();
+    return argument;
 }
 
 } // namespace
@@ -45,7 +44,7 @@ void* neverCalled(void* /*argument*/)
 TEST_F(Misuse, ofNullBodiesAndIdPointersCreatesNothing)
 {
     Threader threader;
-    NeverRun body;
+    support::Body body(neverRuns);
     unsigned long thread = 77;
     EXPECT_FALSE(threader.spawn(&thread, static_cast<Threadable*>(nullptr), "", {}, 0));
     EXPECT_FALSE(threader.spawn(nullptr, &body, "", {}, 0));
@@ -63,7 +62,7 @@ TEST_F(Misuse, ofThreadIdZeroFails)
     EXPECT_FALSE(threader.destroy(NO_THREAD));
     EXPECT_NE(threader.waitForThreadCompletion(NO_THREAD), 0);
     EXPECT_NE(threader.detach(NO_THREAD), 0);
-    NeverRun neverSpawned;
+    support::Body neverSpawned(neverRuns);
     EXPECT_NE(neverSpawned.waitForThreadCompletion(), 0);
     Semaphore::threadExitSemaphoreCleanup(NO_THREAD);
 }
@@ -75,7 +74,7 @@ TEST_F(UnknownThread, getsNoPriorityHoweverOftenItIsAsked)
     LayerThread joined([] {});
     joined.join();
     for (int times = 0; times < 2; ++times) {
-        EXPECT_FALSE(Threader::setThreadPriority(GPAL_THREAD_PRIORITY_LOW, joined.threadId()));
+        EXPECT_FALSE(Threader::setThreadPriority(GPAL_THREAD_PRIORITY_LOW, joined.id()));
         EXPECT_FALSE(Threader::setThreadPriority(GPAL_THREAD_PRIORITY_LOW, 1));
         EXPECT_FALSE(Threader::setThreadPriority(GPAL_THREAD_PRIORITY_LOW, ULONG_MAX));
     }
@@ -88,7 +87,7 @@ TEST_F(UnknownThread, thatWasAskedForLeavesItsEntryToTheNextOwnerOfItsId)
 {
     LayerThread asked([] {});
     asked.join();
-    EXPECT_FALSE(Threader::setThreadPriority(GPAL_THREAD_PRIORITY_LOW, asked.threadId()));
+    EXPECT_FALSE(Threader::setThreadPriority(GPAL_THREAD_PRIORITY_LOW, asked.id()));
 
     // Ids are handed out again, mostly to the next thread. That one keeps the entry it finds, and
     // its clean-up takes the entry away.
@@ -98,7 +97,7 @@ TEST_F(UnknownThread, thatWasAskedForLeavesItsEntryToTheNextOwnerOfItsId)
         LayerThread next(
             [&] { known = Threader::setThreadPriority(GPAL_THREAD_PRIORITY_LOW, NO_THREAD); });
         next.join();
-        const bool foundTheEntry = entryLeft && next.threadId() == asked.threadId();
+        const bool foundTheEntry = entryLeft && next.id() == asked.id();
         EXPECT_EQ(known, !foundTheEntry);
         entryLeft = entryLeft && !foundTheEntry;
     }
@@ -189,27 +188,23 @@ TEST_F(Misuse, ofTimedThreadsIsRefusedOrHarmless)
 namespace
 {
 
-class MisusedTimer : public stress::LayerTest
+class MisusedTimer : public stress::MonitorTest
 {
 protected:
     void SetUp() override
     {
-        LayerTest::SetUp();
-        m_monitor = std::make_unique<osTimerThread>();
+        MonitorTest::SetUp();
         m_monitor->start();
     }
 
     void TearDown() override
     {
         expectNewTimersAreServed();
-        m_monitor.reset();
-        LayerTest::TearDown();
+        MonitorTest::TearDown();
     }
 
     /// All that fell due up to now has been served: a newer timer has, and the list is empty.
     void awaitAnExpiry() { expectNewTimersAreServed(); }
-
-    std::unique_ptr<osTimerThread> m_monitor;
     CountingReceiver m_receiver;
 };
 

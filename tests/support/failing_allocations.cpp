@@ -58,13 +58,19 @@ long blocksInUse()
 
 } // namespace support
 
-void* operator new(std::size_t size)
+void* operator new(std::size_t size, const std::nothrow_t& /*tag*/) noexcept
 {
     void* const block = fails(size) ? nullptr : std::malloc(size);
+    inUse += block != nullptr ? 1 : 0;
+    return block;
+}
+
+void* operator new(std::size_t size)
+{
+    void* const block = operator new(size, std::nothrow);
     if (block == nullptr) {
         throw std::bad_alloc();
     }
-    inUse += 1;
     return block;
 }
 

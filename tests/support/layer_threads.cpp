@@ -7,6 +7,8 @@
 
 #include <gpal/Process.h>
 
+#include "support/observed.h"
+
 namespace support
 {
 namespace
@@ -108,25 +110,40 @@ RecordedManager::~RecordedManager()
     ProcessManagement::uninitialize();
 }
 
-LayerThread::LayerThread(Kind kind, std::function<void()> work) : m_body(std::move(work))
+LayerThread::LayerThread(Kind kind, const std::function<void()>& work)
+    : m_body([this, work] {
+          m_kernelId = gettid();
+          work();
+          m_isFinished = true;
+      })
 {
     Threader threader;
     if (kind == Kind::THREADABLE) {
-        threader.spawn(&m_id, &m_body, "", GPAL_THREAD_PRIORITY_NORMAL, 0);
+        EXPECT_TRUE(threader.spawn(&m_id, &m_body, "", GPAL_THREAD_PRIORITY_NORMAL, 0));
     } else {
-        threader.spawn(&m_id, callWork, static_cast<Threadable*>(&m_body), "",
-                       GPAL_THREAD_PRIORITY_NORMAL, 0);
+        EXPECT_TRUE(threader.spawn(&m_id, callWork, static_cast<Threadable*>(&m_body), "",
+                                   GPAL_THREAD_PRIORITY_NORMAL, 0));
     }
+}
+
+void LayerThread::cancel()
+{
+    EXPECT_TRUE(Threader().destroy(m_id));
 }
 
 void* LayerThread::join()
 {
     void* result = nullptr;
     if (!m_joined) {
-        pthread_join(m_id, &result);
+        EXPECT_EQ(pthread_join(m_id, &result), 0);
         m_joined = true;
     }
     return result;
+}
+
+bool LayerThread::isAsleep() const
+{
+    return support::isAsleep(m_kernelId);
 }
 
 void stayUntilCancelled()

@@ -3,6 +3,7 @@
 #ifndef GPAL_TESTS_SUPPORT_LAYER_THREADS_H
 #define GPAL_TESTS_SUPPORT_LAYER_THREADS_H
 
+#include <atomic>
 #include <functional>
 #include <mutex>
 #include <string>
@@ -75,17 +76,27 @@ inline std::string nameOfKind(const testing::TestParamInfo<Kind>& tested)
 class LayerThread
 {
 public:
-    LayerThread(Kind kind, std::function<void()> work);
+    explicit LayerThread(const std::function<void()>& work) : LayerThread(Kind::THREADABLE, work) {}
+    LayerThread(Kind kind, const std::function<void()>& work);
     LayerThread(const LayerThread&) = delete;
     LayerThread& operator=(const LayerThread&) = delete;
     ~LayerThread() { join(); }
 
     unsigned long id() const { return m_id; }
-    void* join(); ///< returns what the thread ended with
+    Threadable& body() { return m_body; }
+    void cancel(); ///< asks the thread to end
+    void* join();  ///< returns what the thread ended with, at the first call
+
+    /// Whether the thread sleeps in the kernel, and for a while already.
+    bool isAsleep() const;
+    /// Whether the work came to its end, rather than being cut short by cancellation.
+    bool isFinished() const { return m_isFinished; }
 
 private:
     Body m_body;
     unsigned long m_id = 0;
+    std::atomic<int> m_kernelId{0};
+    std::atomic<bool> m_isFinished{false};
     bool m_joined = false;
 };
 

@@ -6,8 +6,23 @@
 #include <thread>
 #include <unistd.h>
 
+#include "support/temporary_directory.h"
+
 namespace support
 {
+namespace
+{
+
+/// How often a thread has gone to sleep, if it is asleep; "" if it is not.
+std::string sleepOf(pid_t thread)
+{
+    const std::string text = contentOf("/proc/self/task/" + std::to_string(thread) + "/status");
+    const std::size_t times = text.find("\nvoluntary_ctxt_switches:");
+    const bool isAsleep = text.find("\nState:\tS") != std::string::npos;
+    return isAsleep && times != std::string::npos ? text.substr(times) : "";
+}
+
+} // namespace
 
 Captured::Captured(int descriptor) : m_descriptor(descriptor), m_saved(dup(descriptor))
 {
@@ -83,6 +98,15 @@ bool eventually(const std::function<bool()>& condition)
         std::this_thread::sleep_for(std::chrono::milliseconds(1));
     }
     return true;
+}
+
+bool isAsleep(pid_t thread)
+{
+    // Waiting for a moment for a lock of the C library's is no sleep.
+    constexpr auto LONG_ENOUGH = std::chrono::milliseconds(30);
+    const std::string before = sleepOf(thread);
+    std::this_thread::sleep_for(LONG_ENOUGH);
+    return !before.empty() && before == sleepOf(thread);
 }
 
 long millisecondsSince(std::chrono::steady_clock::time_point start)

@@ -7,6 +7,7 @@
 #include <functional>
 #include <mutex>
 #include <string>
+#include <sys/types.h>
 #include <vector>
 
 #include "support/replaceable.h"
@@ -71,6 +72,9 @@ private:
 /// Waits until \p condition holds, for ten seconds at most (more where the program is slowed down);
 /// returns whether it does.
 bool eventually(const std::function<bool()>& condition);
+
+/// Whether a thread of this process sleeps in the kernel, and for a while already.
+bool isAsleep(pid_t thread);
 
 /// Milliseconds since \p start on the monotonic clock.
 long millisecondsSince(std::chrono::steady_clock::time_point start);

@@ -7,9 +7,8 @@
 #include <type_traits>
 #include <vector>
 
-#include "support/slots.h"
+#include "support/plain_thread.h"
 #include "threads/dump.h"
-#include "threads/plain_thread.h"
 
 using testing::ElementsAre;
 
@@ -65,16 +64,6 @@ TEST(CriticalSection, takesWithoutLimitAndGivesThroughTheObjectsOwnFunctions)
     EXPECT_THAT(semaphore.calls(), ElementsAre("take -1", "give"));
 }
 
-TEST(CriticalSection, hasOnlyItsDestructorAsVirtualFunction)
-{
-    RecordingSemaphore semaphore;
-    alignas(CriticalSection) unsigned char place[sizeof(CriticalSection)];
-    support::callSlot<void()>(new (place) CriticalSection(semaphore), 0);
-    EXPECT_THAT(semaphore.calls(), ElementsAre("take -1", "give"));
-    support::callSlot<void()>(new CriticalSection(semaphore), 1);
-    EXPECT_THAT(semaphore.calls(), ElementsAre("take -1", "give", "take -1", "give"));
-}
-
 TEST(CriticalSection, givesTheSemaphoreBackWhenAnExceptionLeavesTheBlock)
 {
     Semaphore semaphore(1, 1, false);
@@ -89,7 +78,7 @@ TEST(CriticalSection, givesTheSemaphoreBackWhenAnExceptionLeavesTheBlock)
 TEST(CriticalSection, givesTheSemaphoreBackWhenTheThreadIsCancelled)
 {
     Semaphore semaphore(1, 1, false);
-    PlainThread holder([&] {
+    support::PlainThread holder([&] {
         const CriticalSection section(semaphore);
         pthread_cancel(pthread_self());
         pthread_testcancel();
@@ -104,7 +93,7 @@ TEST(CriticalSection, givesTheSemaphoreBackWhenTheThreadIsCancelled)
 TEST(CriticalSection, givesNothingBackWhenTheThreadIsCancelledBeforeItGotTheSemaphore)
 {
     Semaphore semaphore(0, 1, false);
-    PlainThread waiter([&] { const CriticalSection section(semaphore); });
+    support::PlainThread waiter([&] { const CriticalSection section(semaphore); });
     ASSERT_TRUE(areQueued(semaphore, 1));
     waiter.cancel();
     EXPECT_TRUE(waiter.wasCancelled());
@@ -133,8 +122,8 @@ TEST(CriticalSection, keepsThreadsFromEachOther)
             ++unguarded;
         }
     };
-    PlainThread first(work);
-    PlainThread second(work);
+    support::PlainThread first(work);
+    support::PlainThread second(work);
     first.join();
     second.join();
     EXPECT_EQ(unguarded, 2 * ROUNDS);

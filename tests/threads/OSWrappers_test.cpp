@@ -6,9 +6,10 @@
 #include <utility>
 #include <vector>
 
+#include "support/plain_thread.h"
 #include "support/replaceable.h"
-#include "threads/plain_thread.h"
 
+using support::onAnotherThread;
 using support::Replacement;
 using testing::ElementsAre;
 namespace calls = support::calls;

@@ -9,8 +9,8 @@
 
 #include "support/condition_signals.h"
 #include "support/observed.h"
+#include "support/plain_thread.h"
 #include "threads/dump.h"
-#include "threads/plain_thread.h"
 
 using testing::ElementsAre;
 
@@ -21,7 +21,7 @@ namespace
 unsigned long cancelAWaiterOf(Semaphore& semaphore)
 {
     const long before = dumpOf(semaphore).waitingCount();
-    PlainThread waiter([&] { semaphore.take(WITHOUT_LIMIT); });
+    support::PlainThread waiter([&] { semaphore.take(WITHOUT_LIMIT); });
     EXPECT_TRUE(areQueued(semaphore, before + 1));
     waiter.cancel();
     EXPECT_TRUE(waiter.wasCancelled());
@@ -61,7 +61,7 @@ TEST(SemaphoreCancellation, strikesInEveryKindOfWait)
     for (const int timeout : {WITHOUT_LIMIT, 600000, 1, 0, -7, std::numeric_limits<int>::min()}) {
         Semaphore semaphore(0, 1, false);
         bool returned = false;
-        PlainThread waiter([&] {
+        support::PlainThread waiter([&] {
             pthread_cancel(pthread_self());
             semaphore.take(timeout);
             returned = true;
@@ -81,7 +81,7 @@ TEST(SemaphoreCancellation, doesNotStrikeWhereNothingWaits)
 {
     Semaphore semaphore(1, 1, false);
     bool through = false;
-    PlainThread caller([&] {
+    support::PlainThread caller([&] {
         const support::Captured output(1);
         pthread_cancel(pthread_self());
         EXPECT_EQ(semaphore.take(WITHOUT_LIMIT), Semaphore::AVAILABLE);
@@ -107,7 +107,7 @@ TEST(SemaphoreCancellation, makesNewcomersQueueForTheNextGiveAfterAWaiterWasLost
     EXPECT_EQ(dumpOf(semaphore).count(), 1);
 
     int result = Semaphore::NOT_AVAILABLE;
-    PlainThread newcomer([&] { result = semaphore.take(WITHOUT_LIMIT); });
+    support::PlainThread newcomer([&] { result = semaphore.take(WITHOUT_LIMIT); });
     ASSERT_TRUE(areQueued(semaphore, 2));
     EXPECT_EQ(dumpOf(semaphore).count(), 1);
     semaphore.give();
@@ -134,7 +134,7 @@ TEST(SemaphoreCancellation, takesOneEntryOfAThreadOffTheListForEachWaitThatEnds)
         static void run(void* semaphore) { static_cast<Semaphore*>(semaphore)->take(5); }
     };
     Semaphore semaphore(0, 1, false);
-    PlainThread waiter([&] {
+    support::PlainThread waiter([&] {
         pthread_cleanup_push(WaitAgain::run, &semaphore);
         pthread_cancel(pthread_self());
         semaphore.take(WITHOUT_LIMIT);
@@ -149,7 +149,7 @@ TEST(SemaphoreCancellation, takesOneEntryOfAThreadOffTheListForEachWaitThatEnds)
 TEST(SemaphoreCancellation, leavesOtherWaitingThreadsServed)
 {
     Semaphore semaphore(0, 1, false);
-    PlainThread first([&] { EXPECT_EQ(semaphore.take(WITHOUT_LIMIT), 1); });
+    support::PlainThread first([&] { EXPECT_EQ(semaphore.take(WITHOUT_LIMIT), 1); });
     ASSERT_TRUE(areQueued(semaphore, 1));
     cancelAWaiterOf(semaphore);
     semaphore.give();
@@ -168,7 +168,7 @@ namespace
     alignas(Semaphore) static unsigned char place[sizeof(Semaphore)];
     static std::atomic<bool> woken{false};
     auto* semaphore = new (place) Semaphore(0, 1, false);
-    const PlainThread waiter([&] {
+    const support::PlainThread waiter([&] {
         semaphore->take(WITHOUT_LIMIT);
         woken = true;
     });

@@ -13,9 +13,9 @@
 #include <gpal/Wait.h>
 
 #include "support/observed.h"
+#include "support/plain_thread.h"
 #include "support/replaceable.h"
 #include "threads/dump.h"
-#include "threads/plain_thread.h"
 
 namespace calls = support::calls;
 
@@ -83,7 +83,7 @@ TEST(SemaphoreDump, saysSoWhenReentrantAndNested)
         semaphore.take(0);
     }
     semaphore.give();
-    onAnotherThread([&] { semaphore.take(0); });
+    support::onAnotherThread([&] { semaphore.take(0); });
     EXPECT_EQ(dumpTextOf(semaphore), RULE + "Type                      = Semaphore\n" +
                                          "id                        = " + addressText(&semaphore) +
                                          "\n" +
@@ -102,10 +102,10 @@ TEST(SemaphoreDump, saysSoWhenReentrantAndNested)
 TEST(SemaphoreDump, listsTheWaitingThreadsInAscendingOrderCountedFromZero)
 {
     Semaphore semaphore(0, -1, false);
-    std::vector<std::unique_ptr<PlainThread>> waiters;
+    std::vector<std::unique_ptr<support::PlainThread>> waiters;
     std::vector<unsigned long> ids;
     for (long number = 1; number <= 3; ++number) {
-        waiters.push_back(std::make_unique<PlainThread>([&] { semaphore.take(-1); }));
+        waiters.push_back(std::make_unique<support::PlainThread>([&] { semaphore.take(-1); }));
         ids.push_back(waiters.back()->id());
         ASSERT_TRUE(areQueued(semaphore, number));
     }
@@ -223,12 +223,12 @@ TEST(SemaphoreDump, ofAllPrintsNothingWhenNoneIsAlive)
 
 TEST(SemaphoreDump, ofAllKeepsSemaphoresFromComingAndGoingMeanwhile)
 {
-    std::unique_ptr<PlainThread> creator;
+    std::unique_ptr<support::PlainThread> creator;
     std::atomic<bool> created{false};
     bool createdMeanwhile = false;
     {
         const ObservedDump semaphore([&] {
-            creator = std::make_unique<PlainThread>([&] {
+            creator = std::make_unique<support::PlainThread>([&] {
                 const Semaphore newcomer(1, 1, false);
                 created = true;
             });
@@ -246,7 +246,7 @@ TEST(SemaphoreDump, ofAllMeetsOnlyWholeObjects)
 {
     std::atomic<bool> through{false};
     const support::Captured output(1);
-    PlainThread creator([&] {
+    support::PlainThread creator([&] {
         for (int round = 0; round < 300; ++round) {
             const Semaphore semaphore(1, 1, false);
             const Wait wait;

@@ -10,11 +10,12 @@
 
 #include "support/failing_allocations.h"
 #include "support/observed.h"
+#include "support/plain_thread.h"
 #include "threads/dump.h"
-#include "threads/plain_thread.h"
 
 namespace calls = support::calls;
 using support::FailingAllocations;
+using support::PlainThread;
 
 TEST(SemaphoreWithoutMemory, isWaitedForByAThreadThatCannotBeListed)
 {

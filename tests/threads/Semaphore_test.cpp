@@ -1,17 +1,16 @@
 #include <gpal/Semaphore.h>
 
 #include <gmock/gmock.h>
-#include <gpal/Threader.h>
 #include <gpal/Wait.h>
 #include <limits>
 #include <memory>
 #include <new>
 #include <type_traits>
 
+#include "support/layer_threads.h"
 #include "support/observed.h"
-#include "support/slots.h"
+#include "support/plain_thread.h"
 #include "threads/dump.h"
-#include "threads/plain_thread.h"
 
 namespace
 {
@@ -37,49 +36,10 @@ private:
     int m_gives = 0;
 };
 
-class Body : public Threadable
-{
-public:
-    explicit Body(std::function<void()> work) : m_work(std::move(work)) {}
-    void run() override { m_work(); }
-
-private:
-    std::function<void()> m_work;
-};
-
-/// Runs \p work on a thread of the layer, to its end.
-void onThreadOfTheLayer(std::function<void()> work)
-{
-    Body body(std::move(work));
-    Threader threader;
-    unsigned long thread = 0;
-    ASSERT_TRUE(threader.spawn(&thread, &body, "", GPAL_THREAD_PRIORITY_NORMAL, 0));
-    EXPECT_EQ(threader.waitForThreadCompletion(thread), 0);
-}
-
 } // namespace
 
 static_assert(!std::is_copy_constructible_v<Semaphore> && !std::is_copy_assignable_v<Semaphore>);
 static_assert(std::has_virtual_destructor_v<Semaphore>);
-
-TEST(Semaphore, hasItsVirtualFunctionsInTheOrderThatClientsWereBuiltFor)
-{
-    alignas(Semaphore) unsigned char place[sizeof(Semaphore)];
-    auto* onlyDestroyed = new (place) Semaphore(1, 1, false);
-    EXPECT_EQ(support::callSlot<int(int)>(onlyDestroyed, 2, 0), 1);
-    EXPECT_EQ(support::callSlot<int()>(onlyDestroyed, 3), 1);
-    EXPECT_EQ(dumpOf(*onlyDestroyed).number("take() count"), 1);
-    EXPECT_EQ(dumpOf(*onlyDestroyed).number("give() count"), 1);
-    const support::Captured output(1);
-    support::callSlot<void()>(onlyDestroyed, 4);
-    EXPECT_THAT(output.text(), testing::HasSubstr("Type"));
-    support::callSlot<void()>(onlyDestroyed, 0);
-    EXPECT_EQ(dumpTextOfAll(), "");
-
-    auto* deleted = new Semaphore(1, 1, false);
-    support::callSlot<void()>(deleted, 1);
-    EXPECT_EQ(dumpTextOfAll(), "");
-}
 
 TEST(Semaphore, exportsTheTwoResultsOfTakeAsObjects)
 {
@@ -190,7 +150,7 @@ TEST(Semaphore, leavesCountAndOwnerAloneWhenATakeTimesOut)
 {
     Semaphore semaphore(1, 1, false);
     unsigned long owner = 0;
-    onAnotherThread([&] {
+    support::onAnotherThread([&] {
         owner = thisThread();
         semaphore.take(0);
     });
@@ -212,7 +172,7 @@ TEST(Semaphore, belongsToTheThreadThatTookItLast)
     Semaphore semaphore(2, 2, false);
     semaphore.take(0);
     unsigned long second = 0;
-    onAnotherThread([&] {
+    support::onAnotherThread([&] {
         second = thisThread();
         semaphore.take(0);
     });
@@ -223,7 +183,7 @@ TEST(Semaphore, isGivenByAnyThreadWhileOnlyTheOwnersGiveEndsOwnership)
 {
     Semaphore semaphore(1, 1, false);
     semaphore.take(0);
-    onAnotherThread([&] { EXPECT_EQ(semaphore.give(), 1); });
+    support::onAnotherThread([&] { EXPECT_EQ(semaphore.give(), 1); });
     EXPECT_EQ(dumpOf(semaphore).count(), 1);
     EXPECT_EQ(dumpOf(semaphore).owner(), thisThread());
     semaphore.give();
@@ -267,7 +227,7 @@ TEST(Semaphore, givesNoUnitToAStrangerWhileAReentrantOwnerHoldsIt)
     semaphore.take(0);
     semaphore.give();
     int result = 1;
-    onAnotherThread([&] { result = semaphore.take(0); });
+    support::onAnotherThread([&] { result = semaphore.take(0); });
     EXPECT_EQ(result, Semaphore::NOT_AVAILABLE);
     EXPECT_EQ(dumpOf(semaphore).owner(), thisThread());
 }
@@ -279,7 +239,7 @@ TEST(Semaphore, isGivenBackOncePerSemaphoreWhenAThreadThatOwnsItEnds)
     CountingSemaphore nested(1, 1, true);
     CountingSemaphore untouched(1, 1, false);
     unsigned long thread = 0;
-    onThreadOfTheLayer([&] {
+    support::LayerThread([&] {
         thread = thisThread();
         plain.take(0);
         twice.take(0);
@@ -287,7 +247,7 @@ TEST(Semaphore, isGivenBackOncePerSemaphoreWhenAThreadThatOwnsItEnds)
         nested.take(0);
         nested.take(0);
         nested.take(0);
-    });
+    }).join();
     EXPECT_EQ(plain.gives(), 1);
     EXPECT_EQ(dumpOf(plain).count(), 1);
     EXPECT_EQ(dumpOf(plain).owner(), 0UL);
@@ -303,16 +263,13 @@ TEST(Semaphore, isGivenBackWhenTheThreadThatOwnsItIsCancelledInAnother)
 {
     Semaphore owned(1, 1, false);
     Semaphore awaited(0, 1, false);
-    Body body([&] {
+    support::LayerThread thread([&] {
         owned.take(0);
         awaited.take(WITHOUT_LIMIT);
     });
-    Threader threader;
-    unsigned long thread = 0;
-    threader.spawn(&thread, &body, "", GPAL_THREAD_PRIORITY_NORMAL, 0);
     ASSERT_TRUE(areQueued(awaited, 1));
-    EXPECT_TRUE(threader.destroy(thread));
-    EXPECT_EQ(threader.waitForThreadCompletion(thread), 0);
+    thread.cancel();
+    thread.join();
     EXPECT_EQ(dumpOf(owned).count(), 1);
     EXPECT_EQ(dumpOf(owned).owner(), 0UL);
     EXPECT_EQ(dumpOf(awaited).number("give() count"), 0);
@@ -324,7 +281,7 @@ TEST(Semaphore, cleansUpForAGivenThreadOnly)
     CountingSemaphore nobodys(1, 1, false);
     CountingSemaphore others(1, 1, false);
     mine.take(0);
-    onAnotherThread([&] { others.take(0); });
+    support::onAnotherThread([&] { others.take(0); });
     Semaphore::threadExitSemaphoreCleanup(thisThread());
     EXPECT_EQ(mine.gives(), 1);
     EXPECT_EQ(nobodys.gives(), 0);
@@ -337,11 +294,11 @@ TEST(Semaphore, leavesAnEventObjectAloneWhenTheThreadThatUsedItEnds)
     Wait signalled;
     waitedOn.signal();
     unsigned long thread = 0;
-    onThreadOfTheLayer([&] {
+    support::LayerThread([&] {
         thread = thisThread();
         EXPECT_EQ(waitedOn.wait(0), 1);
         signalled.signal();
-    });
+    }).join();
     EXPECT_EQ(dumpOf(waitedOn).owner(), thread);
     EXPECT_EQ(dumpOf(waitedOn).number("signal() count"), 1);
     EXPECT_EQ(dumpOf(waitedOn).count(), 0);

@@ -8,9 +8,10 @@
 
 #include "support/condition_signals.h"
 #include "support/observed.h"
+#include "support/plain_thread.h"
 #include "threads/dump.h"
-#include "threads/plain_thread.h"
 
+using support::PlainThread;
 using support::Replacement;
 using testing::ElementsAre;
 namespace calls = support::calls;

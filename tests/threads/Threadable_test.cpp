@@ -11,10 +11,8 @@
 #include <gpal/GPALThreadPriority.h>
 #include <gpal/ProcessTypeString.h>
 
-#include "support/slots.h"
+#include "support/layer_threads.h"
 #include "support/thread_calls.h"
-
-using support::callSlot;
 
 static_assert(std::is_abstract_v<Threadable> && std::has_virtual_destructor_v<Threadable>);
 static_assert(std::is_same_v<std::underlying_type_t<GPALThreadPriority>, int>,
@@ -25,13 +23,6 @@ static_assert(GPAL_THREAD_PRIORITY_LOW == 0 && GPAL_THREAD_PRIORITY_NORMAL == 1 
 
 namespace
 {
-
-/// Overrides nothing that it need not.
-class PlainBody : public Threadable
-{
-public:
-    void run() override {}
-};
 
 class OwnBody : public Threadable
 {
@@ -50,29 +41,9 @@ private:
 
 TEST(Threadable, hasTheNormalLevelAndTheGenericTypeUnlessABodySaysOtherwise)
 {
-    PlainBody body;
+    support::Body body([] {});
     EXPECT_EQ(1, body.getThreadPriorityForPlatform());
     EXPECT_EQ(ProcessTypeString::GENERIC_THREAD, body.type());
-}
-
-TEST(Threadable, keepsItsVirtualFunctionsInTheOrderThatClientsWereBuiltWith)
-{
-    std::string done;
-    OwnBody body(done);
-    callSlot<void()>(&body, 2);
-    EXPECT_EQ(" run", done);
-    EXPECT_EQ(GPAL_THREAD_PRIORITY_VOICE, callSlot<int()>(&body, 3));
-    EXPECT_EQ("own type", callSlot<std::string()>(&body, 4));
-}
-
-TEST(Threadable, isDestroyedThroughItsFirstTwoSlots)
-{
-    std::string done;
-    alignas(OwnBody) unsigned char place[sizeof(OwnBody)];
-    callSlot<void()>(new (place) OwnBody(done), 0);
-    EXPECT_EQ(" destroyed", done);
-    callSlot<void()>(new OwnBody(done), 1);
-    EXPECT_EQ(" destroyed destroyed", done);
 }
 
 TEST(Threadable, deletesTheWholeBodyThroughItsBase)
@@ -95,13 +66,13 @@ TEST(Threadable, knowsTheCallingThreadsId)
 
 TEST(Threadable, hasNoThreadIdBeforeItIsSpawned)
 {
-    PlainBody body;
+    support::Body body([] {});
     EXPECT_EQ(0UL, body.threadId());
 }
 
 TEST(Threadable, keepsTheThreadIdThatItIsGiven)
 {
-    PlainBody body;
+    support::Body body([] {});
     const unsigned long large = ~0UL;
     body.setThreadId(large);
     EXPECT_EQ(large, body.threadId());
@@ -119,7 +90,7 @@ TEST(Threadable, joinsTheThreadOfItsId)
         resultPlace = place;
         return 77;
     });
-    PlainBody body;
+    support::Body body([] {});
     body.setThreadId(4711);
     EXPECT_EQ(77, body.waitForThreadCompletion());
     EXPECT_EQ(4711UL, joined);
@@ -128,6 +99,6 @@ TEST(Threadable, joinsTheThreadOfItsId)
 
 TEST(Threadable, hasNoThreadToJoinBeforeItIsSpawned)
 {
-    PlainBody body;
+    support::Body body([] {});
     EXPECT_EQ(ESRCH, body.waitForThreadCompletion());
 }

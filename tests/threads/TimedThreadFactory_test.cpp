@@ -13,13 +13,12 @@
 
 #include "support/condition_signals.h"
 #include "support/observed.h"
-#include "support/slots.h"
+#include "support/plain_thread.h"
 #include "threads/dump.h"
-#include "threads/plain_thread.h"
 #include "threads/work.h"
 
-using support::callSlot;
 using support::eventually;
+using support::PlainThread;
 using support::Replacement;
 using testing::ElementsAre;
 namespace calls = support::calls;
@@ -108,16 +107,16 @@ private:
 
 } // namespace
 
-TEST(TimedThreadFactory, hasItsVirtualFunctionsInTheOrderThatClientsWereBuiltFor)
+TEST(TimedThreadFactory, servesTheInterface)
 {
     TimedThreadFactoryIfc* factory = new TimedThreadFactory;
     Work work;
-    auto* timedThread = callSlot<TimedThreadIfc*(RunnerIfc*)>(factory, 2, &work);
+    auto* timedThread = factory->getNewTimedThread(&work);
     EXPECT_NE(dynamic_cast<TimedThread*>(timedThread), nullptr);
-    EXPECT_TRUE(callSlot<bool()>(factory, 4));
-    EXPECT_TRUE(callSlot<bool(TimedThreadIfc*)>(factory, 3, timedThread));
-    EXPECT_FALSE(callSlot<bool()>(factory, 4));
-    callSlot<void()>(factory, 1);
+    EXPECT_TRUE(factory->killAllTimedThread());
+    EXPECT_TRUE(factory->deleteTimedThread(timedThread));
+    EXPECT_FALSE(factory->killAllTimedThread());
+    delete factory;
     EXPECT_EQ(dumpTextOfAll(), "");
 }
 

@@ -8,12 +8,13 @@
 
 #include "support/failing_allocations.h"
 #include "support/observed.h"
+#include "support/plain_thread.h"
 #include "threads/dump.h"
-#include "threads/plain_thread.h"
 #include "threads/work.h"
 
 namespace calls = support::calls;
 using support::FailingAllocations;
+using support::PlainThread;
 
 TEST(TimedThreadFactoryWithoutThreads, neitherCancelsNorJoinsWhoeverHasTheIdOfARefusedOne)
 {

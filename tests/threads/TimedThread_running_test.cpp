@@ -7,11 +7,12 @@
 #include <unistd.h>
 
 #include "support/observed.h"
+#include "support/plain_thread.h"
 #include "support/replaceable.h"
-#include "threads/plain_thread.h"
 #include "threads/work.h"
 
 using support::eventually;
+using support::PlainThread;
 using support::Replacement;
 using testing::ElementsAre;
 namespace calls = support::calls;

@@ -7,10 +7,10 @@
 #include <type_traits>
 #include <vector>
 
-#include "support/slots.h"
-#include "threads/plain_thread.h"
+#include "support/layer_threads.h"
+#include "support/plain_thread.h"
 
-using support::callSlot;
+using support::PlainThread;
 using testing::ElementsAre;
 
 static_assert(std::is_abstract_v<RunnerIfc> && std::has_virtual_destructor_v<RunnerIfc>);
@@ -144,12 +144,6 @@ public:
     int waitForCompletion(int timeoutMs) override { return timeoutMs + 1; }
 };
 
-class PlainBody : public Threadable
-{
-public:
-    void run() override {}
-};
-
 class ThrowingRunner : public RunnerIfc
 {
 public:
@@ -169,31 +163,16 @@ TEST_F(TimedThreadWithSubstitutes, isABodyOfLowPriorityAndOrdinaryType)
 {
     const auto made = make();
     EXPECT_EQ(made->getThreadPriorityForPlatform(), GPAL_THREAD_PRIORITY_LOW);
-    EXPECT_EQ(made->type(), PlainBody().type());
+    EXPECT_EQ(made->type(), support::Body([] {}).type());
 }
 
-TEST_F(TimedThreadWithSubstitutes, hasItsVirtualFunctionsInTheOrderThatClientsWereBuiltFor)
-{
-    TimedThread* made = make().release();
-    PlainBody plain;
-    callSlot<void()>(made, 2);
-    EXPECT_EQ(callSlot<int()>(made, 3), 0);
-    EXPECT_EQ(support::slot(made, 4), support::slot(&plain, 4)) << "type() is the one inherited";
-    EXPECT_EQ(callSlot<int(int)>(made, 5, 30), 1);
-    callSlot<void()>(made, 6);
-    EXPECT_EQ(callSlot<int(int)>(made, 7, 40), 1);
-    callSlot<void()>(made, 1);
-    EXPECT_THAT(m_journal, ElementsAre("run", "signal", "spawn '' 1 0", "wait 30", "signal",
-                                       "wait 40", "destroy 4711", "join 4711", "wait deleted"));
-}
-
-TEST_F(TimedThreadWithSubstitutes, servesTheInterfaceInTheOrderThatClientsWereBuiltFor)
+TEST_F(TimedThreadWithSubstitutes, servesTheInterface)
 {
     TimedThreadIfc* made = make().release();
-    EXPECT_EQ(callSlot<int(int)>(made, 2, 30), 1);
-    callSlot<void()>(made, 3);
-    EXPECT_EQ(callSlot<int(int)>(made, 4, 40), 1);
-    callSlot<void()>(made, 1);
+    EXPECT_EQ(made->runForAMaximumOf(30), 1);
+    made->forceTimeoutToExpire();
+    EXPECT_EQ(made->waitForCompletion(40), 1);
+    delete made;
     EXPECT_THAT(m_journal, ElementsAre("spawn '' 1 0", "wait 30", "signal", "wait 40",
                                        "destroy 4711", "join 4711", "wait deleted"));
 }

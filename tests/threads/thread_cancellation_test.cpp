@@ -28,7 +28,7 @@ protected:
     void cancelOnceRunning(LayerThread& thread)
     {
         EXPECT_TRUE(eventually([this] { return m_running.load(); }));
-        EXPECT_TRUE(Threader().destroy(thread.id()));
+        thread.cancel();
     }
 
     void expectCleanUp(const LayerThread& thread) const

@@ -2,6 +2,7 @@
 
 #include <cstdio>
 
+#include "support/plain_thread.h"
 #include "support/replaceable.h"
 
 namespace calls = support::calls;
@@ -24,21 +25,6 @@ time_t realSeconds()
     timespec now{};
     calls::clock_gettime.original(CLOCK_MONOTONIC, &now);
     return now.tv_sec;
-}
-
-struct CancelledRun {
-    const std::function<void()>& body;
-    bool completed;
-};
-
-void* runCancelled(void* argument)
-{
-    auto& run = *static_cast<CancelledRun*>(argument);
-    pthread_cancel(pthread_self());
-    run.body();
-    run.completed = true;
-    pthread_testcancel();
-    return nullptr;
 }
 
 } // namespace
@@ -115,12 +101,12 @@ bool Monitor::isCurrentThread()
 
 bool completesWhenCancelled(const std::function<void()>& body)
 {
-    CancelledRun run{body, false};
-    pthread_t thread{};
-    pthread_create(&thread, nullptr, runCancelled, &run);
-    void* result = nullptr;
-    pthread_join(thread, &result);
-    return run.completed && result == PTHREAD_CANCELED;
+    support::PlainThread thread([&body] {
+        pthread_cancel(pthread_self());
+        body();
+    });
+    thread.join(); // whatever the clocks say meanwhile
+    return thread.wasCancelledOnlyAtItsEnd();
 }
 
 } // namespace timertest

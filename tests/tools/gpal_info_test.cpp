@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "support/private_mounts.h"
+#include "support/soft_limit.h"
 #include "support/temporary_directory.h"
 #include "support/temporary_mounts.h"
 #include "tool_run.h"
@@ -66,30 +67,6 @@ std::string bytes(unsigned long long blocks, unsigned long long size)
     return std::to_string(static_cast<int>(static_cast<unsigned int>(blocks * size)));
 }
 
-/// A resource limit that the tool is started under, for a scope.
-class SoftLimit
-{
-public:
-    SoftLimit(__rlimit_resource_t resource, rlim_t value) : m_resource(resource)
-    {
-        getrlimit(resource, &m_before);
-        rlimit limit{std::min(value, m_before.rlim_max), m_before.rlim_max};
-        EXPECT_EQ(setrlimit(resource, &limit), 0);
-        m_set = getrlimit(resource, &limit) == 0 && limit.rlim_cur == value;
-    }
-    SoftLimit(const SoftLimit&) = delete;
-    SoftLimit& operator=(const SoftLimit&) = delete;
-    ~SoftLimit() { setrlimit(m_resource, &m_before); }
-
-    /// Whether it is in force: emulators keep limits of memory from their program.
-    bool isSet() const { return m_set; }
-
-private:
-    __rlimit_resource_t m_resource;
-    rlimit m_before{};
-    bool m_set = false;
-};
-
 /// Fits a screen of 24 lines with 80 characters each.
 void expectOneScreen(const std::string& output)
 {
@@ -122,12 +99,12 @@ TEST(GpalInfo, showsEverySectionInOneScreen)
 TEST(GpalInfo, fillsOneScreenAtMostWithAUserDiskAndLongLimits)
 {
     const rlim_t huge = RLIM_INFINITY / 4;
-    const SoftLimit time(RLIMIT_CPU, huge);
-    const SoftLimit file(RLIMIT_FSIZE, huge);
-    const SoftLimit data(RLIMIT_DATA, huge);
-    const SoftLimit memory(RLIMIT_RSS, huge);
-    const SoftLimit addressSpace(RLIMIT_AS, huge);
-    const SoftLimit locks(RLIMIT_LOCKS, huge);
+    const support::SoftLimit time(RLIMIT_CPU, huge);
+    const support::SoftLimit file(RLIMIT_FSIZE, huge);
+    const support::SoftLimit data(RLIMIT_DATA, huge);
+    const support::SoftLimit memory(RLIMIT_RSS, huge);
+    const support::SoftLimit addressSpace(RLIMIT_AS, huge);
+    const support::SoftLimit locks(RLIMIT_LOCKS, huge);
     expectOneScreen(overview({}, {"MIRTA_USER_DISK=/", "MIRTA_USER_DISK_RESERVED=2147483647",
                                   "MIRTA_USER_DISK_RESERVED_WORKINGMEMORY=2147483647"}));
 }
@@ -154,12 +131,12 @@ TEST(GpalInfo, saysWhenTheMemoryIsUnknown)
 
 TEST(GpalInfo, showsAllResourceLimits)
 {
-    const SoftLimit time(RLIMIT_CPU, 86400);
-    const SoftLimit file(RLIMIT_FSIZE, 512 * 70000);
-    const SoftLimit stack(RLIMIT_STACK, 1024 * 4100);
-    const SoftLimit memory(RLIMIT_RSS, 1024 * 50000);
-    const SoftLimit openFiles(RLIMIT_NOFILE, 123);
-    const SoftLimit locks(RLIMIT_LOCKS, 77);
+    const support::SoftLimit time(RLIMIT_CPU, 86400);
+    const support::SoftLimit file(RLIMIT_FSIZE, 512 * 70000);
+    const support::SoftLimit stack(RLIMIT_STACK, 1024 * 4100);
+    const support::SoftLimit memory(RLIMIT_RSS, 1024 * 50000);
+    const support::SoftLimit openFiles(RLIMIT_NOFILE, 123);
+    const support::SoftLimit locks(RLIMIT_LOCKS, 77);
     std::string output = overview();
     std::replace(output.begin(), output.end(), '\n', ' ');
     const std::string value = "([0-9]+|unlimited)";

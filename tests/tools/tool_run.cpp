@@ -1,40 +1,13 @@
 #include "tool_run.h"
 
 #include <cstdlib>
-#include <fcntl.h>
-#include <iterator>
-#include <sstream>
-#include <sys/wait.h>
 #include <unistd.h>
 
+#include "support/programs.h"
 #include "support/temporary_directory.h"
 
 namespace
 {
-
-/// What is to be executed: the tool, behind an emulator where it is another processor's. The
-/// environment may name it, for a machine that has no build directory.
-std::vector<std::string> commandLine(const std::vector<std::string>& arguments)
-{
-    std::vector<std::string> words;
-    if (const char* named = std::getenv("GPAL_INFO_PROGRAM"); named != nullptr) {
-        words.emplace_back(named);
-    } else {
-        std::istringstream emulator(GPAL_INFO_EMULATOR);
-        words.assign(std::istream_iterator<std::string>(emulator), {});
-        words.emplace_back(GPAL_INFO_PROGRAM);
-    }
-    words.insert(words.end(), arguments.begin(), arguments.end());
-    return words;
-}
-
-void redirect(int descriptor, const std::string& path)
-{
-    const int file = open(path.c_str(), O_WRONLY | O_CREAT, 0644);
-    if (file < 0 || dup2(file, descriptor) < 0) {
-        _exit(126);
-    }
-}
 
 void setEnvironment(std::vector<std::string> variables)
 {
@@ -55,24 +28,17 @@ ToolRun runTool(const std::vector<std::string>& arguments,
                 const std::vector<std::string>& environment, const std::string& directory)
 {
     const support::TemporaryDirectory files;
-    std::vector<std::string> words = commandLine(arguments);
-    std::vector<char*> vector;
-    for (std::string& word : words) {
-        vector.push_back(word.data());
-    }
-    vector.push_back(nullptr);
-    const pid_t child = fork();
-    if (child == 0) {
-        setEnvironment(environment);
-        redirect(STDOUT_FILENO, files.path("output"));
-        redirect(STDERR_FILENO, files.path("errors"));
-        if (chdir(directory.c_str()) == 0) {
-            execv(vector[0], vector.data());
-        }
-        _exit(127);
-    }
-    int status = 0;
-    waitpid(child, &status, 0);
-    return {WIFEXITED(status) ? WEXITSTATUS(status) : -WTERMSIG(status),
-            support::contentOf(files.path("output")), support::contentOf(files.path("errors"))};
+    const pid_t child = support::startProgram(
+        support::commandLine(GPAL_INFO_PROGRAM, GPAL_INFO_EMULATOR, "GPAL_INFO_PROGRAM", arguments),
+        [&] {
+            setEnvironment(environment);
+            support::redirect(STDOUT_FILENO, files.path("output"));
+            support::redirect(STDERR_FILENO, files.path("errors"));
+            if (chdir(directory.c_str()) != 0) {
+                _exit(126);
+            }
+        });
+    const int status = support::waitForExit(child);
+    return {status, support::contentOf(files.path("output")),
+            support::contentOf(files.path("errors"))};
 }

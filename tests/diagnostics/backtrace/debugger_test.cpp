@@ -1,9 +1,10 @@
 // The debugger sees the same stack.
-#include <array>
-#include <cstdio>
 #include <gtest/gtest.h>
+#include <sstream>
 #include <string>
 #include <vector>
+
+#include "support/command_output.h"
 
 namespace
 {
@@ -36,18 +37,15 @@ Seen seenUnderDebugger(const std::string& argument)
                     "-ex run -ex bt --args '") +
         SHOWN_STACK + "' " + argument + " 2>&1";
     Seen seen;
-    FILE* output = popen(command.c_str(), "r");
-    std::array<char, 1024> line{};
-    while (std::fgets(line.data(), line.size(), output) != nullptr) {
-        seen.output += line.data();
-        const std::string text = line.data();
-        if (text.rfind("= ", 0) == 0) {
-            seen.byProgram.push_back(text.substr(2, text.size() - 3));
-        } else if (text.front() == '#') {
-            seen.byDebugger.push_back(nameIn(text));
+    seen.output = support::outputOf(command);
+    std::istringstream lines(seen.output);
+    for (std::string line; std::getline(lines, line);) {
+        if (line.rfind("= ", 0) == 0) {
+            seen.byProgram.push_back(line.substr(2));
+        } else if (line.rfind('#', 0) == 0) {
+            seen.byDebugger.push_back(nameIn(line));
         }
     }
-    pclose(output);
     return seen;
 }
 

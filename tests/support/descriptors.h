@@ -1,11 +1,16 @@
 /// \file
 /// The process's open descriptors, which a call under test must give back.
-#ifndef GPAL_TESTS_STORAGE_DESCRIPTORS_H
-#define GPAL_TESTS_STORAGE_DESCRIPTORS_H
+#ifndef GPAL_TESTS_SUPPORT_DESCRIPTORS_H
+#define GPAL_TESTS_SUPPORT_DESCRIPTORS_H
 
+#include <fcntl.h>
 #include <filesystem>
 #include <set>
 #include <string>
+#include <unistd.h>
+
+namespace support
+{
 
 /// Each open descriptor with what it stands for, but for the one that reads the list.
 inline std::set<std::string> openDescriptors()
@@ -20,5 +25,15 @@ inline std::set<std::string> openDescriptors()
     }
     return all;
 }
+
+/// The number that the next descriptor will have.
+inline int lowestFreeDescriptor()
+{
+    const int descriptor = open("/dev/null", O_RDONLY);
+    close(descriptor);
+    return descriptor;
+}
+
+} // namespace support
 
 #endif

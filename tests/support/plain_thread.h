@@ -1,0 +1,116 @@
+/// \file
+/// Threads that the layer knows nothing about, and how they end.
+#ifndef GPAL_TESTS_SUPPORT_PLAIN_THREAD_H
+#define GPAL_TESTS_SUPPORT_PLAIN_THREAD_H
+
+#include <atomic>
+#include <cstdio>
+#include <cstdlib>
+#include <functional>
+#include <pthread.h>
+#include <sys/types.h>
+#include <unistd.h>
+#include <utility>
+
+#include "support/observed.h"
+
+namespace support
+{
+
+/// Does some work on a POSIX thread, which others or a call of its own may cancel. Joins it at the
+/// latest when it goes.
+class PlainThread
+{
+public:
+    explicit PlainThread(std::function<void()> work) : m_work(std::move(work))
+    {
+        pthread_create(&m_thread, nullptr, start, this);
+    }
+    PlainThread(const PlainThread&) = delete;
+    PlainThread& operator=(const PlainThread&) = delete;
+    ~PlainThread() { join(); }
+
+    unsigned long id() const { return m_thread; }
+
+    /// Cancels the thread and waits for its end.
+    void cancel()
+    {
+        pthread_cancel(m_thread);
+        awaitEnd();
+    }
+
+    void cancelOnceItBlocks()
+    {
+        eventually([this] { return isAsleep(m_kernelId); });
+        cancel();
+    }
+
+    /// Waits for the thread's end, however long that takes.
+    void join()
+    {
+        if (!m_joined) {
+            pthread_join(m_thread, &m_result);
+            m_joined = true;
+        }
+    }
+
+    /// Waits for the thread's end; whether its work was cut short by cancellation.
+    bool wasCancelled()
+    {
+        awaitEnd();
+        return m_result == PTHREAD_CANCELED && !m_isDone;
+    }
+
+    /// Waits for the thread's end; whether its work was done and the thread cancelled only then.
+    bool wasCancelledOnlyAtItsEnd()
+    {
+        awaitEnd();
+        return m_result == PTHREAD_CANCELED && m_isDone;
+    }
+
+private:
+    static void* start(void* thread)
+    {
+        auto* const self = static_cast<PlainThread*>(thread);
+        self->m_kernelId = gettid();
+        self->m_work();
+        self->m_isDone = true;
+        pthread_testcancel();
+        return nullptr;
+    }
+
+    /// A thread that is to end and does not ends the program.
+    void awaitEnd()
+    {
+        if (!m_joined &&
+            !eventually([this] { return pthread_tryjoin_np(m_thread, &m_result) == 0; })) {
+            std::fputs("a thread did not end\n", stderr);
+            std::abort();
+        }
+        m_joined = true;
+    }
+
+    std::function<void()> m_work;
+    std::atomic<pid_t> m_kernelId{0};
+    pthread_t m_thread{};
+    bool m_isDone = false; ///< to be read once the thread is joined
+    bool m_joined = false;
+    void* m_result = nullptr;
+};
+
+/// Does \p work on a thread of its own, to its end.
+inline void onAnotherThread(std::function<void()> work)
+{
+    PlainThread(std::move(work)).join();
+}
+
+/// What a replaced call does to the thread that makes it.
+inline void cancelOneself()
+{
+    pthread_cancel(pthread_self());
+    pthread_testcancel();
+}
+
+} // namespace support
+
+#endif
