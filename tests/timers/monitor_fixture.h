@@ -16,16 +16,22 @@
 namespace timertest
 {
 
-/// A monitor that is not started yet.
+/// A monitor that is not started yet, on clocks that the test sets.
 class MonitorFixture : public testing::Test
 {
 protected:
+    explicit MonitorFixture(const timespec& monotonic = {10, 980000000},
+                            const timespec& wall = {500, 970000000})
+        : m_time(monotonic, wall)
+    {
+    }
+
     void start()
     {
         m_time.sleepAfter([this] { m_monitor.start(); });
     }
 
-    VirtualTime m_time{{10, 980000000}, {500, 970000000}};
+    VirtualTime m_time;
     Monitor m_monitor;
     Receiver m_receiver;
 };

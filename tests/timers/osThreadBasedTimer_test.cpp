@@ -7,14 +7,12 @@
 
 #include <gpal/osTimer.h>
 
+#include "timers/monitor_fixture.h"
 #include "timers/timer_helpers.h"
-#include "timers/virtual_time.h"
 
 using testing::ElementsAre;
 using timertest::Monitor;
-using timertest::Receiver;
 using timertest::text;
-using timertest::VirtualTime;
 
 namespace
 {
@@ -23,9 +21,11 @@ const unsigned int nextIdAtLoad = osThreadBasedTimer::nextID;
 const osTimerThread* const managerAtLoad = osThreadBasedTimer::m_timerManager;
 
 /// A monitor without a thread: timers can be armed, and the tests do its part.
-class ThreadBasedTimer : public testing::Test
+class ThreadBasedTimer : public timertest::MonitorFixture
 {
 protected:
+    ThreadBasedTimer() : MonitorFixture({10, 980000000}, {500, 0}) {}
+
     /// The expiry of an armed timer, as the monitor learns it long before.
     static std::string expiryOf(osThreadBasedTimer& timer)
     {
@@ -44,9 +44,6 @@ protected:
         return expiryOf(timer);
     }
 
-    VirtualTime m_time{{10, 980000000}, {500, 0}};
-    Monitor m_monitor;
-    Receiver m_receiver;
     osTimer m_owner;
 };
 

@@ -9,14 +9,13 @@
 #include <gpal/osThreadBasedTimer.h>
 
 #include "support/observed.h"
+#include "timers/monitor_fixture.h"
 #include "timers/timer_helpers.h"
-#include "timers/virtual_time.h"
 
 using testing::ElementsAre;
 using timertest::Monitor;
 using timertest::Receiver;
 using timertest::soon;
-using timertest::VirtualTime;
 
 namespace
 {
@@ -24,17 +23,10 @@ namespace
 constexpr timespec SIXTY_MILLISECONDS{0, 60000000};
 
 /// Both clocks at moments from which short intervals reach no whole second; the monitor runs.
-class OsTimer : public testing::Test
+class OsTimer : public timertest::MonitorFixture
 {
 protected:
-    OsTimer()
-    {
-        m_time.sleepAfter([this] { m_monitor.start(); });
-    }
-
-    VirtualTime m_time{{10, 100000000}, {500, 100000000}};
-    Monitor m_monitor;
-    Receiver m_receiver;
+    OsTimer() : MonitorFixture({10, 100000000}, {500, 100000000}) { start(); }
 };
 
 } // namespace
