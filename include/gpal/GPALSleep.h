@@ -43,9 +43,10 @@ public:
     static void setImplementation(GPALSleep_Imple* replacement);
 
 protected:
-    GPALSleep_Imple* m_impl; ///< what was in force at construction; the calls ask m_testImple
-    GPALSleep_Imple m_default;
+    GPALSleep_Imple* m_impl;   ///< what was in force at construction; the calls ask m_testImple
+    GPALSleep_Imple m_default; ///< sleeps for real
 
+    /// The replacement that is installed; null for none.
     static GPALSleep_Imple* m_testImple;
 };
 

@@ -12,13 +12,13 @@
 class GPAL_API GPALProcessException : public GPALException
 {
 public:
-    explicit GPALProcessException(const std::string& message);
-    GPALProcessException(const GPALProcessException&);
-    GPALProcessException& operator=(const GPALProcessException&);
+    explicit GPALProcessException(const std::string& message);    ///< with this message
+    GPALProcessException(const GPALProcessException&);            ///< copied, as it is thrown
+    GPALProcessException& operator=(const GPALProcessException&); ///< takes over the message
     ~GPALProcessException();
 
-    const std::string& message() const;
-    const char* what() const; ///< the message; valid as long as the exception
+    const std::string& message() const; ///< which of the texts that the operations name
+    const char* what() const;           ///< the message; valid as long as the exception
 
 private:
     std::string m_message;

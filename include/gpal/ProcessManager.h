@@ -103,6 +103,7 @@ public:
     /// `SimplePrioritySetter`. Never null.
     static ProcessManager* manager();
 
+    /// The manager that was set; null for none.
     static ProcessManager* m_testManager;
 };
 

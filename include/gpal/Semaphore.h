@@ -68,6 +68,9 @@ public:
     static void threadExitSemaphoreCleanup(unsigned long threadId);
 
 protected:
+    /// \cond
+    // What `Wait` is made of.
+
     /// A figure that changes under `m_stateMutex` and that dumps read without it.
     template <typename T>
     class Figure
@@ -114,6 +117,7 @@ protected:
     std::multiset<unsigned long> m_waitingThreads;
     pthread_mutex_t m_stateMutex; ///< guards the count, the owner and all counters
     pthread_cond_t m_available;
+    /// \endcond
 
 private:
     GPAL_INTERNAL Semaphore(int initialCount, int maxCount, bool reentrant, int isWaitObject);

@@ -11,6 +11,7 @@
 class GPAL_API SerialPortConfiguration
 {
 public:
+    /// What the console offers, with the text that stands for it.
     enum SerialPortMode : int {
         INTERACTIVE_LOGIN = 0,    ///< "interactive_login": login prompt
         INTERACTIVE_NO_LOGIN = 1, ///< "interactive_no_login": shell without login

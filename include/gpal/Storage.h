@@ -252,14 +252,19 @@ public:
     static int getListOfElementsByDirectory_noEx(std::string const& directory,
                                                  std::list<std::string>* result, eDirReadType kind,
                                                  bool withPath);
+    /// `getListOfElementsByDirectory_noEx` of the directories, with their paths.
     static int getListOfDirectoriesByDirectoryWithPath(std::string const& directory,
                                                        std::list<std::string>* result);
+    /// `getListOfElementsByDirectory_noEx` of the directories, as bare names.
     static int getListOfDirectoriesByDirectoryNoPath(std::string const& directory,
                                                      std::list<std::string>* result);
+    /// `getListOfElementsByDirectory_noEx` of the regular files, as bare names.
     static int getListOfFilesByDirectoryNoPath(std::string const& directory,
                                                std::list<std::string>* result);
+    /// `getListOfElementsByDirectory_noEx` of the symbolic links.
     static int getListOfLinksByDirectory_noEx(std::string const& directory,
                                               std::list<std::string>* result, bool withPath);
+    /// `getListOfElementsByDirectory_noEx` of the regular files and symbolic links.
     static int getListOfFilesAndLinksByDirectory(std::string const& directory,
                                                  std::list<std::string>* result, bool withPath);
 

@@ -43,7 +43,7 @@ public:
     int waitForThreadCompletion();
 
 protected:
-    unsigned long m_threadId = 0;
+    unsigned long m_threadId = 0; ///< what `threadId()` returns
 };
 
 #endif

@@ -121,6 +121,7 @@ public:
     /// Sets the port manager of all sockets of the process; null for none. It is not owned. Set it
     /// before other threads open sockets.
     static void setPortMgr(PortMgmtIfc* manager);
+    /// The port manager that was set; null for none.
     static PortMgmtIfc* getPortMgr();
 
 private:

@@ -42,11 +42,11 @@ public:
     /// As `osTimerIfc::init`; \p owner is what the callback is given. Ids are handed out from a
     /// counter without a lock: concurrent calls may get the same one.
     int init(timeAble* callback, int intervalMs, osTimerIfc* owner);
-    bool start();
-    bool stop();
-    bool isRunning();
-    bool reset();
-    int id() const;
+    bool start();     ///< as `osTimerIfc::start`
+    bool stop();      ///< as `osTimerIfc::stop`
+    bool isRunning(); ///< as `osTimerIfc::isRunning`
+    bool reset();     ///< as `osTimerIfc::reset`
+    int id() const;   ///< as `osTimerIfc::id`
 
     /// The last id handed out. Ids run from 1 to 0xFFFFFFFF, then from 1 again.
     static unsigned int nextID;
