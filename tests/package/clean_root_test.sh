@@ -28,7 +28,7 @@ mount -t proc proc root/proc
 mount --bind /dev root/dev
 mkdir root/clean-root
 cp -r "$packages"/*.deb "$client" "$here/use_packages.sh" root/clean-root/
-chroot root env -u CLEAN_ROOT LC_ALL=C TMPDIR=/clean-root \
+chroot root env -i PATH="$PATH" LC_ALL=C HOME=/clean-root TMPDIR=/clean-root \
     sh /clean-root/use_packages.sh "$@" || exit 1
 
 # Nothing of the packages is left: only what dpkg and the loader keep for themselves has changed.
