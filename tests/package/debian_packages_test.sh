@@ -15,7 +15,7 @@ cd "$folder"
 rm -rf _CPack_Packages
 
 for package in libgpal1 libgpal-dev libgpal-doc gpal-tools; do
-    [ -f "$folder/$package"_*.deb ] || { echo "no package $package"; exit 1; }
+    ls "$folder/$package"_*.deb >listing || { echo "no package $package"; exit 1; }
 done
 lintian --allow-root --display-info --tag-display-limit 0 ./*.deb >findings 2>&1 ||
     { cat findings; exit 1; }
