@@ -1,9 +1,9 @@
-# The target "reference": the exported headers as HTML, in reference/html. Whatever is declared there
+# The target "reference": the exported headers as HTML, in html/. Whatever is declared there
 # and not documented is an error.
-find_package(Doxygen COMPONENTS dot)
+find_package(Doxygen QUIET COMPONENTS dot)
 if(TARGET Doxygen::doxygen AND TARGET Doxygen::dot)
     configure_file(docs/reference/Doxyfile.in Doxyfile @ONLY)
-    set(diagrams reference/diagrams)
+    set(diagrams diagrams)
     set(drawDiagrams "")
     foreach(name folders locks thread_life timer_life)
         list(APPEND drawDiagrams COMMAND Doxygen::dot -Tsvg -o ${diagrams}/${name}.svg

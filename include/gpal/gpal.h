@@ -39,6 +39,7 @@
 #include <gpal/TimedThread.h>
 #include <gpal/UDPSocket.h>
 #include <gpal/Ulimit.h>
+#include <gpal/version.h>
 #include <gpal/Wait.h>
 #include <gpal/Watchdog.h>
 

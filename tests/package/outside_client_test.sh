@@ -1,6 +1,6 @@
 #!/bin/sh
-# Installs the build into an empty folder, moves it, and builds and runs a client against it from
-# outside the tree: once with find_package, once with pkg-config. Compiling, linking and running take
+# Installs the build into an empty folder, moves it, and builds and runs clients against it from
+# outside the tree: with find_package, with pkg-config, and with nothing but -lgpal. Compiling, linking and running take
 # more words for another processor than the build machine's.
 set -eu
 build=$1
@@ -29,6 +29,10 @@ export PKG_CONFIG_PATH="$pc"
 "$compiler" -std=c++17 $compile_flags $(pkg-config --cflags gpal) "$client/client.cpp" -o client \
     $link_flags $(pkg-config --libs gpal) "-Wl,-rpath,$libraries"
 $emulator ./client
+
+"$compiler" -std=c++17 $compile_flags "-I$work/moved/include" "$client/plain.cpp" -o plain \
+    $link_flags "-L$libraries" -lgpal "-Wl,-rpath,$libraries"
+$emulator ./plain
 
 # The tools find the library where it was moved.
 $emulator "$work/moved/bin/gpal-info" --help >/dev/null
