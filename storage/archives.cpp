@@ -214,12 +214,20 @@ bool Storage::packInternal(std::string const& archive, bool checkExistence,
 
 bool Storage::unpack(std::string const& archive, bool intoRoot)
 {
-    return fileExists_stat(archive) &&
-           std::system(("tar xzf " + archive + (intoRoot ? " -C /" : "")).c_str()) == 0;
+    if (!fileExists_stat(archive)) {
+        return false;
+    }
+    std::string command("tar xzf ");
+    command.append(archive).append(intoRoot ? " -C /" : "");
+    return std::system(command.c_str()) == 0;
 }
 
 bool Storage::unpackandunzip(std::string const& archive, std::string const& directory)
 {
-    return fileExists_stat(archive) &&
-           std::system(("tar -xzvf " + archive + " -C " + directory).c_str()) == 0;
+    if (!fileExists_stat(archive)) {
+        return false;
+    }
+    std::string command("tar -xzvf ");
+    command.append(archive).append(" -C ").append(directory);
+    return std::system(command.c_str()) == 0;
 }
