@@ -37,8 +37,12 @@ Entry*& linkTo(unsigned long thread)
 const Entry* entryOf(unsigned long thread, int kernelIdOfANewOne)
 {
     Entry*& link = linkTo(thread);
-    if (link == nullptr) {
-        link = new (std::nothrow) Entry{thread, kernelIdOfANewOne, nullptr};
+    try {
+        if (link == nullptr) {
+            link = new Entry{thread, kernelIdOfANewOne, nullptr};
+        }
+    } catch (const std::bad_alloc&) {
+        return nullptr;
     }
     return link;
 }
