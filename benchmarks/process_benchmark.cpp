@@ -3,10 +3,15 @@
 /// the file and the process manager's priority; "hand" is vfork, execve and waitpid
 /// (hand_process.h). The parent is small, or holds memory that a copying fork would have to look
 /// through.
+///
+/// And what the library costs a program before it does anything: "startUp/layer" is one that is
+/// linked with it, "startUp/runtime" one with the C++ runtime alone; processor time of the program
+/// only.
 #include <benchmark/benchmark.h>
 #include <cstddef>
 #include <gpal/Process.h>
 #include <memory>
+#include <string>
 #include <sys/resource.h>
 #include <unistd.h>
 #include <vector>
@@ -24,16 +29,17 @@ double secondsOf(const timeval& time)
     return static_cast<double>(time.tv_sec) + static_cast<double>(time.tv_usec) * 1e-6;
 }
 
+double processorSecondsOf(__rusage_who who)
+{
+    rusage used{};
+    getrusage(who, &used);
+    return secondsOf(used.ru_utime) + secondsOf(used.ru_stime);
+}
+
 /// Processor time that this process and its children that were waited for have used.
 double processorSeconds()
 {
-    double seconds = 0;
-    for (const auto who : {RUSAGE_SELF, RUSAGE_CHILDREN}) {
-        rusage used{};
-        getrusage(who, &used);
-        seconds += secondsOf(used.ru_utime) + secondsOf(used.ru_stime);
-    }
-    return seconds;
+    return processorSecondsOf(RUSAGE_SELF) + processorSecondsOf(RUSAGE_CHILDREN);
 }
 
 int runByLayer(ProcessFactoryIfc& factory, char** argv)
@@ -76,5 +82,20 @@ void hand(benchmark::State& state)
     runProgram(state, [](char** argv) { return hand::runProgram(argv, environ); });
 }
 BENCHMARK(hand)->Name("runProgram/hand")->Arg(0)->Arg(64)->UseManualTime();
+
+void startUp(benchmark::State& state, std::string program)
+{
+    const support::OneCore oneCore;
+    char* argv[] = {program.data(), nullptr};
+    for (auto _ : state) {
+        const double before = processorSecondsOf(RUSAGE_CHILDREN);
+        if (hand::runProgram(argv, environ) != 0) {
+            state.SkipWithError("the program did not run");
+        }
+        state.SetIterationTime(processorSecondsOf(RUSAGE_CHILDREN) - before);
+    }
+}
+BENCHMARK_CAPTURE(startUp, layer, PROGRAM_WITH_LAYER)->Name("startUp/layer")->UseManualTime();
+BENCHMARK_CAPTURE(startUp, runtime, PROGRAM_WITHOUT)->Name("startUp/runtime")->UseManualTime();
 
 } // namespace

@@ -51,7 +51,8 @@ int Watchdog::getPIdByName(std::string name)
     std::list<std::string> entries;
     Storage::getListOfDirectoriesByDirectoryNoPath("/proc/", &entries);
     for (const std::string& entry : entries) {
-        const std::string commandLine = "/proc/" + entry + "/cmdline";
+        std::string commandLine = "/proc/";
+        commandLine.append(entry).append("/cmdline");
         if (Storage::fileExists(commandLine) &&
             gpal::detail::programIn(commandLine).find(name) != std::string::npos) {
             return std::atoi(entry.c_str());

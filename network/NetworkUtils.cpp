@@ -2,8 +2,8 @@
 
 #include <arpa/inet.h>
 #include <cstdio>
+#include <cstring>
 #include <netinet/in.h>
-#include <string_view>
 #include <syslog.h>
 
 #include <gpal/NetworkPort.h>
@@ -16,11 +16,11 @@ namespace
 
 constexpr auto NOWHERE = std::string::npos;
 
-void dropThrough(std::string& text, std::string_view marker)
+void dropThrough(std::string& text, const char* marker)
 {
     const auto position = text.find(marker);
     if (position != NOWHERE) {
-        text.erase(0, position + marker.size());
+        text.erase(0, position + std::strlen(marker));
     }
 }
 

@@ -3,7 +3,6 @@
 #include <atomic>
 #include <string>
 
-#include <gpal/CriticalSection.h>
 #include <gpal/Semaphore.h>
 
 #include "base/cancellation.h"
@@ -30,6 +29,16 @@ struct packet_dump::Implementation {
                 opened = true;
             }
         });
+    }
+
+    /// Runs \p body, which throws nothing, with the lock held, while cancellation is held off.
+    template <typename Body>
+    int oneRecord(Body body)
+    {
+        lock.take(-1);
+        const int result = body();
+        lock.give();
+        return result;
     }
 
     std::string name;
@@ -61,8 +70,7 @@ int packet_dump::write(char* payload, int length, t_packet_dump_type type)
     if (dump.writer == nullptr) {
         return -1;
     }
-    const CriticalSection oneRecord(dump.lock);
-    return dump.writer->write(payload, length, type);
+    return dump.oneRecord([&] { return dump.writer->write(payload, length, type); });
 }
 
 int packet_dump::read(char* buffer, int size, t_packet_dump_type* type)
@@ -76,6 +84,5 @@ int packet_dump::read(char* buffer, int size, t_packet_dump_type* type)
     if (dump.reader == nullptr) {
         return -1;
     }
-    const CriticalSection oneRecord(dump.lock);
-    return dump.reader->read(buffer, size, *type);
+    return dump.oneRecord([&] { return dump.reader->read(buffer, size, *type); });
 }

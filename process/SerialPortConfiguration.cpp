@@ -23,10 +23,11 @@ const char* const SHELL_LINE = "ttyS0::respawn:/bin/sh";
 
 /// Rewrites a line that mentions a console entry, commented out or not, as the entry, active or
 /// commented out.
-void switchEntry(std::string& line, const std::string& entry, bool active)
+void switchEntry(std::string& line, const char* entry, bool active)
 {
     if (line.find(entry) != std::string::npos) {
-        line = active ? entry : "#" + entry;
+        line = active ? "" : "#";
+        line += entry;
     }
 }
 
@@ -48,7 +49,8 @@ bool writeNewTable(SerialPortConfiguration::SerialPortMode mode)
         }
         switchEntry(line, GETTY_LINE, mode == SerialPortConfiguration::INTERACTIVE_LOGIN);
         switchEntry(line, SHELL_LINE, mode == SerialPortConfiguration::INTERACTIVE_NO_LOGIN);
-        newTable << line << std::endl;
+        line += "\n";
+        newTable.write(line.data(), static_cast<std::streamsize>(line.size())).flush();
     }
     return true;
 }

@@ -1,5 +1,7 @@
 #include <gpal/Ulimit.h>
 
+#include <cstdio>
+
 namespace
 {
 
@@ -43,6 +45,10 @@ void Ulimit::getlimit(const rlimit* limit, const limits* record, std::string& ou
     if (limit->rlim_cur == RLIM_INFINITY) {
         out = "unlimited";
     } else if (record->factor != 0) {
-        out = std::to_string(limit->rlim_cur / static_cast<unsigned int>(record->factor));
+        const unsigned long long units =
+            limit->rlim_cur / static_cast<unsigned int>(record->factor);
+        char text[sizeof "18446744073709551615"];
+        std::snprintf(text, sizeof text, "%llu", units);
+        out = text;
     }
 }

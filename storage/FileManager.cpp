@@ -28,7 +28,7 @@ bool FileManager::createFile(std::string const& path, std::string const& content
         return false;
     }
     const ClosingBuffer closing(file.rdbuf());
-    file << content;
+    file.write(content.data(), static_cast<std::streamsize>(content.size()));
     writeAndClose(file.rdbuf());
     return true;
 }

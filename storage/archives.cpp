@@ -42,7 +42,7 @@ public:
     ~MemberList();
 
     bool create();
-    bool add(std::string const& member);
+    bool add(const char* member);
     /// Brings the list to the disk, where tar finds it.
     bool finish();
     /// Removes the list and logs what fails.
@@ -112,9 +112,9 @@ bool MemberList::create()
     return true;
 }
 
-bool MemberList::add(std::string const& member)
+bool MemberList::add(const char* member)
 {
-    if (fprintf(m_stream, "%s\n", member.c_str()) < 0) {
+    if (fprintf(m_stream, "%s\n", member) < 0) {
         logFailure("fprintf", m_name, errno);
         return false;
     }
@@ -165,21 +165,24 @@ bool packMembers(MemberList& members, std::string const& archive, bool checkExis
         }
         const std::size_t nameStart = file.rfind('/') + 1; // 0 without a '/'
         if (relative && directory.empty()) {
-            directory = file.substr(0, nameStart);
+            directory.append(file.c_str(), nameStart);
         }
         if (skipLinks && isLinkOrMissing(file)) {
             continue;
         }
-        if (!members.add(relative ? file.substr(nameStart) : file)) {
+        if (!members.add(file.c_str() + (relative ? nameStart : 0))) {
             return false;
         }
     }
     if (!members.finish()) {
         return true; // clients rely on this result: false means a bad file or a failed tar
     }
-    return runTar(std::string("tar -c") + (compress ? "z" : "") + " -T " + members.name() +
-                  (directory.empty() ? "" : " -C " + directory) + " -f " + archive +
-                  " > /dev/null 2>&1");
+    if (!directory.empty()) {
+        directory.insert(0, " -C ");
+    }
+    std::string command(compress ? "tar -cz -T " : "tar -c -T ");
+    command.append(members.name()).append(directory).append(" -f ").append(archive);
+    return runTar(command.append(" > /dev/null 2>&1"));
 }
 
 } // namespace
@@ -211,12 +214,20 @@ bool Storage::packInternal(std::string const& archive, bool checkExistence,
 
 bool Storage::unpack(std::string const& archive, bool intoRoot)
 {
-    return fileExists_stat(archive) &&
-           std::system(("tar xzf " + archive + (intoRoot ? " -C /" : "")).c_str()) == 0;
+    if (!fileExists_stat(archive)) {
+        return false;
+    }
+    std::string command("tar xzf ");
+    command.append(archive).append(intoRoot ? " -C /" : "");
+    return std::system(command.c_str()) == 0;
 }
 
 bool Storage::unpackandunzip(std::string const& archive, std::string const& directory)
 {
-    return fileExists_stat(archive) &&
-           std::system(("tar -xzvf " + archive + " -C " + directory).c_str()) == 0;
+    if (!fileExists_stat(archive)) {
+        return false;
+    }
+    std::string command("tar -xzvf ");
+    command.append(archive).append(" -C ").append(directory);
+    return std::system(command.c_str()) == 0;
 }

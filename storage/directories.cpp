@@ -34,7 +34,8 @@ int makeDir(std::string path, bool rootAccessOnly)
     std::size_t end = 0;
     do {
         end = prefixEnd(directory, end);
-        const std::string prefix = directory.substr(0, end);
+        std::string prefix = directory;
+        prefix.resize(end);
         struct stat existing {
         };
         if (stat(prefix.c_str(), &existing) != 0 &&

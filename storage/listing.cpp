@@ -59,19 +59,43 @@ bool isOfKind(mode_t mode, Storage::eDirReadType kind)
     return false;
 }
 
-/// Appends the entries whose full path `keep` accepts, with or without the path; \p full begins as
-/// what comes before their names.
-template <typename Keep>
-void collect(OpenDirectory& open, std::string full, std::list<std::string>& result, bool withPath,
-             Keep keep)
+bool isElement(const char* path, Storage::eDirReadType kind)
 {
+    struct stat entry {
+    };
+    return lstat(path, &entry) == 0 && isOfKind(entry.st_mode, kind);
+}
+
+bool isCharacterDevice(const char* path, Storage::eDirReadType /*kind*/)
+{
+    struct stat entry {
+    }; // of what a link points to
+    return stat(path, &entry) == 0 && S_ISCHR(entry.st_mode);
+}
+
+enum class Listing { ABSENT, NOT_OPENED, NOT_CLOSED, DONE };
+
+/// Fills the list with the entries whose full path \p keep accepts, with or without the path.
+Listing list(std::string const& directory, std::list<std::string>* result, bool withPath,
+             bool (*keep)(const char*, Storage::eDirReadType), Storage::eDirReadType kind)
+{
+    if (result == nullptr || !Storage::fileExists_stat(directory)) {
+        return Listing::ABSENT;
+    }
+    OpenDirectory open(directory);
+    std::string full = Storage::addTrailingForwardSlash(directory);
     const std::size_t prefix = full.size();
+    result->clear(); // not before: the directory may be named by one of its elements
+    if (!open.isOpen()) {
+        return Listing::NOT_OPENED;
+    }
     while (const char* name = open.next()) {
         full.replace(prefix, std::string::npos, name);
-        if (keep(full.c_str())) {
-            result.emplace_back(withPath ? full.c_str() : name);
+        if (keep(full.c_str(), kind)) {
+            result->emplace_back(withPath ? full.c_str() : name);
         }
     }
+    return open.close() == 0 ? Listing::DONE : Listing::NOT_CLOSED;
 }
 
 } // namespace
@@ -80,21 +104,8 @@ int Storage::getListOfElementsByDirectory_noEx(std::string const& directory,
                                                std::list<std::string>* result, eDirReadType kind,
                                                bool withPath)
 {
-    if (result == nullptr || !fileExists_stat(directory)) {
-        return -1;
-    }
-    OpenDirectory open(directory);
-    std::string prefix = addTrailingForwardSlash(directory);
-    result->clear(); // not before: the directory may be named by one of its elements
-    if (!open.isOpen()) {
-        return 0;
-    }
-    collect(open, std::move(prefix), *result, withPath, [kind](const char* path) {
-        struct stat entry {
-        };
-        return lstat(path, &entry) == 0 && isOfKind(entry.st_mode, kind);
-    });
-    return open.close();
+    const Listing listing = list(directory, result, withPath, isElement, kind);
+    return listing == Listing::ABSENT || listing == Listing::NOT_CLOSED ? -1 : 0;
 }
 
 int Storage::getListOfDirectoriesByDirectoryWithPath(std::string const& directory,
@@ -130,19 +141,6 @@ int Storage::getListOfFilesAndLinksByDirectory(std::string const& directory,
 int Storage::getListOfCharacterDeviceByDirectory(std::string const& directory,
                                                  std::list<std::string>* result)
 {
-    if (result == nullptr || !fileExists_stat(directory)) {
-        return 0;
-    }
-    OpenDirectory open(directory);
-    std::string prefix = addTrailingForwardSlash(directory);
-    result->clear(); // not before: the directory may be named by one of its elements
-    if (!open.isOpen()) {
-        return 0;
-    }
-    collect(open, std::move(prefix), *result, true, [](const char* path) {
-        struct stat entry {
-        }; // of what a link points to
-        return stat(path, &entry) == 0 && S_ISCHR(entry.st_mode);
-    });
-    return 1;
+    const Listing listing = list(directory, result, true, isCharacterDevice, eDirReadFiles);
+    return listing == Listing::ABSENT || listing == Listing::NOT_OPENED ? 0 : 1;
 }

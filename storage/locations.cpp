@@ -5,7 +5,8 @@
 std::string Storage::getEnvLocation(char const* name, std::string const& suffix)
 {
     const char* location = name == nullptr ? nullptr : std::getenv(name);
-    return (location == nullptr ? "./" : location) + suffix;
+    std::string result = location == nullptr ? "./" : location;
+    return result += suffix;
 }
 
 std::string Storage::prependWithVolatileStorageLocation(std::string const& file)
@@ -20,11 +21,19 @@ std::string Storage::prependWithPersistantStorageLocation(std::string const& fil
 
 std::string Storage::addTrailingForwardSlash(std::string const& path)
 {
-    return path.empty() || path.back() == '/' ? path : path + '/';
+    std::string result = path;
+    if (!path.empty() && path.back() != '/') {
+        result += "/";
+    }
+    return result;
 }
 
 void Storage::getStorageName(std::string& path, std::string& name)
 {
     path.erase(0, path.rfind('/') + 1); // nothing without a '/': the position wraps to 0
-    name = path.substr(0, path.rfind('.'));
+    name = path;
+    const std::size_t dot = name.rfind('.');
+    if (dot != std::string::npos) {
+        name.resize(dot);
+    }
 }

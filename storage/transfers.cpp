@@ -49,12 +49,12 @@ int notCompared(std::unique_ptr<Process>& compare, const char* format, const cha
 
 bool Storage::copyFile_noEx(std::string const& source, std::string const& destination)
 {
-    std::ifstream in(source, std::ios_base::in | std::ios_base::binary);
+    std::ifstream in(source.c_str(), std::ios_base::in | std::ios_base::binary);
     if (!in.good()) {
         return false;
     }
     const ClosingBuffer closingIn(in.rdbuf());
-    std::ofstream out(destination, std::ios_base::out | std::ios_base::binary);
+    std::ofstream out(destination.c_str(), std::ios_base::out | std::ios_base::binary);
     if (!out.good()) {
         return false;
     }
@@ -106,7 +106,7 @@ bool Storage::simpleCreateFile(char const* path, char const* content)
     }
     const ClosingBuffer closing(file.rdbuf());
     if (content != nullptr) {
-        file << content;
+        file.write(content, static_cast<std::streamsize>(std::strlen(content)));
     }
     writeAndClose(file.rdbuf());
     return true;

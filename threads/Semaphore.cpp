@@ -91,7 +91,10 @@ void Semaphore::delist()
         if (m_createdSemaphores == nullptr) {
             return;
         }
-        m_createdSemaphores->erase(this);
+        const auto own = m_createdSemaphores->find(this);
+        if (own != m_createdSemaphores->end()) {
+            m_createdSemaphores->erase(own);
+        }
         if (m_createdSemaphores->empty()) {
             delete m_createdSemaphores;
             m_createdSemaphores = nullptr;

@@ -1,6 +1,5 @@
 #include "threads/ThreadRegistry.h"
 
-#include <map>
 #include <new>
 #include <pthread.h>
 
@@ -11,26 +10,58 @@ namespace gpal::detail::threadRegistry
 namespace
 {
 
-using KernelIds = std::map<unsigned long, int>;
+/// A list: it is as long as there are threads, and a search costs little beside making a thread.
+struct Entry {
+    unsigned long thread;
+    int kernelId;
+    Entry* next;
+};
 
-/// Made for the first thread. Threads start and end up to the end of the process, so nothing that
-/// they need is left to a static object, which would be destroyed before that.
-KernelIds* kernelIds = nullptr;
+/// Threads start and end up to the end of the process, so nothing that they need is left to a
+/// static object, which would be destroyed before that.
+Entry* entries = nullptr;
 pthread_mutex_t mutex = PTHREAD_MUTEX_INITIALIZER;
 
-KernelIds& map()
+/// The link to the entry of \p thread, or the last one, which is null.
+Entry*& linkTo(unsigned long thread)
 {
-    if (kernelIds == nullptr) {
-        kernelIds = new KernelIds;
+    Entry** link = &entries;
+    while (*link != nullptr && (*link)->thread != thread) {
+        link = &(*link)->next;
     }
-    return *kernelIds;
+    return *link;
+}
+
+/// The entry that there is, or a new one; null without memory: an exception would end the process
+/// on a thread that has not begun yet.
+const Entry* entryOf(unsigned long thread, int kernelIdOfANewOne)
+{
+    Entry*& link = linkTo(thread);
+    try {
+        if (link == nullptr) {
+            link = new Entry{thread, kernelIdOfANewOne, nullptr};
+        }
+    } catch (const std::bad_alloc&) {
+        return nullptr;
+    }
+    return link;
+}
+
+void removeAt(Entry*& link)
+{
+    const Entry* const removed = link;
+    if (removed != nullptr) {
+        link = removed->next;
+        delete removed;
+    }
 }
 
 __attribute__((destructor)) void forgetAll()
 {
     locked(mutex, [] {
-        delete kernelIds;
-        kernelIds = nullptr;
+        while (entries != nullptr) {
+            removeAt(entries);
+        }
     });
 }
 
@@ -38,34 +69,20 @@ __attribute__((destructor)) void forgetAll()
 
 void add(unsigned long thread, int kernelId)
 {
-    locked(mutex, [=] {
-        try {
-            map().emplace(thread, kernelId);
-        } catch (const std::bad_alloc&) {
-            // It would end the process on a thread that has not begun yet. Without an entry, only
-            // its level can't be changed.
-        }
-    });
+    locked(mutex, [=] { entryOf(thread, kernelId); });
 }
 
 int kernelIdOf(unsigned long thread)
 {
     return locked(mutex, [=] {
-        try {
-            return map()[thread];
-        } catch (const std::bad_alloc&) {
-            return 0; // as for every thread that is not known
-        }
+        const Entry* const entry = entryOf(thread, 0);
+        return entry != nullptr ? entry->kernelId : 0;
     });
 }
 
 void remove(unsigned long thread)
 {
-    locked(mutex, [=] {
-        if (kernelIds != nullptr) {
-            kernelIds->erase(thread);
-        }
-    });
+    locked(mutex, [=] { removeAt(linkTo(thread)); });
 }
 
 } // namespace gpal::detail::threadRegistry

@@ -41,3 +41,5 @@ endif()
 # Interpreter and library path are the cross packages' own, so that programs run as they are.
 set(CMAKE_EXE_LINKER_FLAGS_INIT
     "-no-pie -Wl,-T,${GPAL_LINKER_SCRIPT} -Wl,--dynamic-linker=${GPAL_SYSROOT}/lib/ld.so.1 -Wl,--disable-new-dtags,-rpath,${GPAL_SYSROOT}/lib")
+# A library's data follow its code in the file without a gap.
+set(CMAKE_SHARED_LINKER_FLAGS_INIT "-Wl,-z,common-page-size=65536")

@@ -1,0 +1,6 @@
+/// \file
+/// A program that does nothing.
+int main()
+{
+    return 0;
+}
