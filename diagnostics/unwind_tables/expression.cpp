@@ -1,6 +1,6 @@
-#include "diagnostics/processor/x86_64/expression.h"
+#include "diagnostics/unwind_tables/expression.h"
 
-#include "diagnostics/processor/x86_64/byte_reader.h"
+#include "diagnostics/unwind_tables/byte_reader.h"
 
 namespace gpal::detail
 {
