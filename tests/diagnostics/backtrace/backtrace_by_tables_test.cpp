@@ -2,11 +2,15 @@
 #include <gpal/backtrace.h>
 
 #include <algorithm>
+#include <csignal>
 #include <cstdio>
 #include <cstring>
 #include <gtest/gtest.h>
 #include <iterator>
 #include <pthread.h>
+#include <sched.h>
+#include <sys/auxv.h>
+#include <sys/wait.h>
 
 #include "chain.h"
 #include "machine.h"
@@ -69,6 +73,14 @@ __attribute__((noinline)) int recordWithReturnAddress(void*)
 {
     const int count = get_backtrace(chainRecorded, 63);
     chainRecorded[63] = __builtin_return_address(0);
+    return count;
+}
+
+/// Records its stack in chainRecorded; returns the number of frames.
+__attribute__((noinline)) int recordOnCloned(void*)
+{
+    const int count = get_backtrace(chainRecorded, 64);
+    asm volatile("");
     return count;
 }
 
@@ -209,6 +221,28 @@ TEST(BacktraceByTables, namesAFunctionThatEndsWithACall)
     const Stack stack = stackOfFault([] { neverReturns(); });
     ASSERT_LE(2U, stack.size());
     EXPECT_EQ("neverReturns", namesOf(stack)[1]);
+}
+
+TEST(BacktraceByTables, namesTheFunctionThatAPlainCloneRuns)
+{
+    alignas(16) static char stack[0x20000];
+    const pid_t process =
+        clone(recordOnCloned, stack + sizeof stack, CLONE_VM | CLONE_VFORK | SIGCHLD, nullptr);
+    ASSERT_LT(0, process);
+    int status = 0;
+    ASSERT_EQ(process, waitpid(process, &status, __WALL));
+    EXPECT_EQ((Names{"get_backtrace", "recordOnCloned"}),
+              namesOf(Stack(chainRecorded, chainRecorded + WEXITSTATUS(status))));
+}
+
+TEST(BacktraceByTables, showsTheProgramsEntryWhereThatIsAllThereIs)
+{
+    static ucontext_t context;
+    const unsigned long entry = getauxval(AT_ENTRY);
+    setProgramCounter(context, entry);
+    void* buffer[2] = {};
+    EXPECT_EQ(1, get_context_backtrace(&context, buffer, 2, 11));
+    EXPECT_EQ(entry, reinterpret_cast<unsigned long>(buffer[0]));
 }
 
 TEST(BacktraceByTables, makesNoCorrectionForSignalTen)

@@ -181,6 +181,9 @@ TEST(UnwindExpression, knowsConstantsAndSums)
     EXPECT_EQ(300U, valueOf({0x10, 0xAC, 0x02}));
     EXPECT_EQ(~std::uint64_t{0}, valueOf({0x11, 0x7F}));
     EXPECT_EQ(0x705U, valueOf({0x77, 0, 0x23, 5}));
+    EXPECT_EQ(0x7FFFFFFFFFFFFFFFU,
+              valueOf({0x11, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0x00}));
+    EXPECT_EQ(0U, valueOf({0x11})) << "one that is cut short";
     EXPECT_EQ(0x6F8U, valueOf({0x77, 0x78}));
     EXPECT_EQ(2U, valueOf({0x35, 0x33, 0x1C}));
     EXPECT_EQ(0U, valueOf({0x33, 0x35, 0x2A}));
@@ -189,9 +192,9 @@ TEST(UnwindExpression, knowsConstantsAndSums)
 
 TEST(UnwindExpression, givesNothingWhereItIsUnknownOrBroken)
 {
-    for (const Bytes& broken :
-         {Bytes{}, Bytes{0x22}, Bytes{0x31, 0x22}, Bytes{0x06}, Bytes{0x31, 0x31, 0xE0},
-          Bytes{0x31, 0x08, 64, 0x24}, Bytes(9, 0x31)}) {
+    for (const Bytes& broken : {Bytes{}, Bytes{0x22}, Bytes{0x31, 0x22}, Bytes{0x06},
+                                Bytes{0x31, 0x31, 0xE0}, Bytes{0x31, 0x08, 64, 0x24},
+                                Bytes{0x23, 5}, Bytes(9, 0x31), Bytes(8, 0x31) + Bytes{0x23, 5}}) {
         EXPECT_FALSE(valueOf(broken)) << testing::PrintToString(broken);
     }
 }
