@@ -95,13 +95,12 @@ ByteReader recordAt(const LoadedObject& object, const std::uint8_t* position)
 /// Reads the data that the letters of \p augmentation announce; returns whether all is known.
 bool readAugmentation(ByteReader& reader, const char* augmentation, CommonEntry& common)
 {
-    if (*augmentation == '\0') {
-        return true;
-    }
+    common.isAugmented = *augmentation != '\0';
+    common.isSignalTrampoline = false;
+    common.addressSize = sizeof(std::uintptr_t);
     if (*augmentation != 'z') {
-        return false;
+        return !common.isAugmented;
     }
-    common.isAugmented = true;
     const std::uint64_t length = reader.readUnsigned();
     ByteReader data = reader;
     reader.skip(length);
@@ -199,7 +198,7 @@ bool findUnwindEntry(const LoadedObject& object, std::uintptr_t address, UnwindE
     position -= reader.read<std::uint32_t>();
     CommonEntry& common = entry.common;
     if (position != common.position) {
-        common = CommonEntry{};
+        common.rules.copy(NO_RULES);
         common.position = position;
         common.isKnown = readCommonEntry(recordAt(object, position), common);
     }

@@ -33,7 +33,7 @@ struct CommonEntry {
     bool isKnown = false; ///< in a form that compilers for this processor write
     bool isAugmented = false;
     bool isSignalTrampoline = false;
-    std::uint64_t addressSize = 8;
+    std::uint64_t addressSize = 0;
     Factors factors;
     FrameRules rules = NO_RULES; ///< at the start of a function
 };

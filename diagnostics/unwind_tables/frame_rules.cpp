@@ -154,6 +154,10 @@ bool RulesProgram::execute(std::uint8_t instruction, ByteReader& reader)
     case ARGUMENTS_SIZE:
         reader.readUnsigned();
         return true;
+    case BASE_OFFSET: // the most frequent one
+        m_rules.base.offset = reader.readUnsigned();
+        m_rules.base.expression = nullptr;
+        return true;
     default:
         return executeBase(instruction, reader) || executeRegister(instruction, reader);
     }
@@ -191,9 +195,6 @@ bool RulesProgram::executeBase(std::uint8_t instruction, ByteReader& reader)
         break;
     case BASE_REGISTER:
         base.number = reader.readUnsigned();
-        break;
-    case BASE_OFFSET:
-        base.offset = reader.readUnsigned();
         break;
     case BASE_OFFSET_SIGNED:
         base.offset = readSignedFactored(reader);

@@ -19,6 +19,10 @@ void Unwinder::enter(bool interrupted)
 {
     m_interrupted = interrupted;
     const std::uintptr_t address = lookUpAddress();
+    if (address == m_place && !m_beforeSignal) {
+        return; // a function that calls itself
+    }
+    m_place = address;
     if (!m_object.holds(address)) {
         m_object = loadedObjectAt(address);
     }

@@ -66,7 +66,8 @@ private:
     bool m_interrupted = true;
     LoadedObject m_object;
 
-    // What is known about the place where the registers stand.
+    // What is known about the place `m_place`, where the registers stand.
+    std::uintptr_t m_place = 0;
     UnwindEntry m_entry;
     FrameRules m_rules = NO_RULES;
     bool m_described = false;
