@@ -10,6 +10,7 @@
 #include <pthread.h>
 #include <sched.h>
 #include <sys/auxv.h>
+#include <sys/mman.h>
 #include <sys/wait.h>
 
 #include "chain.h"
@@ -76,10 +77,10 @@ __attribute__((noinline)) int recordWithReturnAddress(void*)
     return count;
 }
 
-/// Records its stack in chainRecorded; returns the number of frames.
-__attribute__((noinline)) int recordOnCloned(void*)
+/// Records its stack in \p frames, which has room for 64; returns their number.
+__attribute__((noinline)) int recordOnCloned(void* frames)
 {
-    const int count = get_backtrace(chainRecorded, 64);
+    const int count = get_backtrace(static_cast<void**>(frames), 64);
     asm volatile("");
     return count;
 }
@@ -226,13 +227,16 @@ TEST(BacktraceByTables, namesAFunctionThatEndsWithACall)
 TEST(BacktraceByTables, namesTheFunctionThatAPlainCloneRuns)
 {
     alignas(16) static char stack[0x20000];
-    const pid_t process =
-        clone(recordOnCloned, stack + sizeof stack, CLONE_VM | CLONE_VFORK | SIGCHLD, nullptr);
+    constexpr std::size_t SIZE = 64 * sizeof(void*);
+    void* shared = mmap(nullptr, SIZE, PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0);
+    const pid_t process = clone(recordOnCloned, stack + sizeof stack, SIGCHLD, shared);
     ASSERT_LT(0, process);
     int status = 0;
-    ASSERT_EQ(process, waitpid(process, &status, __WALL));
+    ASSERT_EQ(process, waitpid(process, &status, 0));
+    auto** frames = static_cast<void**>(shared);
     EXPECT_EQ((Names{"get_backtrace", "recordOnCloned"}),
-              namesOf(Stack(chainRecorded, chainRecorded + WEXITSTATUS(status))));
+              namesOf(Stack(frames, frames + WEXITSTATUS(status))));
+    munmap(shared, SIZE);
 }
 
 TEST(BacktraceByTables, showsTheProgramsEntryWhereThatIsAllThereIs)

@@ -2,6 +2,7 @@
 #include <gpal/backtrace.h>
 
 #include <algorithm>
+#include <cstdint>
 #include <cstdio>
 #include <gtest/gtest.h>
 #include <string>
@@ -90,6 +91,20 @@ TEST(BacktraceAarch64, goesThroughFunctionsThatSignTheirReturnAddresses)
             caller == signedWithFirstKey ? "signedWithFirstKey" : "signedWithSecondKey";
         EXPECT_EQ(1, std::count(names.begin(), names.end(), name));
         EXPECT_EQ("main", names.back());
+    }
+}
+
+TEST(BacktraceAarch64, believesASignalsFrameOnlyWhereThereIsAStack)
+{
+    static const std::uint32_t callsOfTheKernel[] = {0xD2801168, 0xD4000001, 0xD2801168, 0};
+    static ucontext_t context;
+    setProgramCounter(context, reinterpret_cast<unsigned long>(&chainLeaf));
+    for (const int first : {0, 2, 1}) {
+        const auto returnAddress = reinterpret_cast<unsigned long>(&callsOfTheKernel[first]);
+        context.uc_mcontext.regs[30] = returnAddress;
+        void* buffer[4] = {};
+        EXPECT_EQ(2, get_context_backtrace(&context, buffer, 4, 11));
+        EXPECT_EQ(returnAddress - 1, reinterpret_cast<unsigned long>(buffer[1]));
     }
 }
 
