@@ -29,7 +29,7 @@ void Unwinder::enter(bool interrupted)
     m_described = findUnwindEntry(m_object, address, m_entry);
     m_hasRules = m_described && findFrameRules(m_entry, address, m_rules);
     m_beforeSignal.reset();
-    if (!interrupted && !m_described) {
+    if (!interrupted && (!m_described || isTrampoline())) {
         m_beforeSignal = registersBeforeSignal(m_registers, m_stack);
     }
 }

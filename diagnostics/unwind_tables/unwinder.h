@@ -72,7 +72,7 @@ private:
     FrameRules m_rules = NO_RULES;
     bool m_described = false;
     bool m_hasRules = false;
-    std::optional<Registers> m_beforeSignal; ///< in a trampoline without tables
+    std::optional<Registers> m_beforeSignal; ///< in a trampoline that needs no tables
 };
 
 } // namespace gpal::detail

@@ -18,8 +18,9 @@
 /// On the device a walk also ends at a function that calls itself twice in a row from one place.
 ///
 /// On x86-64 and 64-bit ARM, with the GNU C library 2.35 or later, a walk reads the `.eh_frame`
-/// tables that compilers write by default: neither frame pointers nor exported functions are needed.
-/// Code that registers tables of its own while it runs, as just-in-time compilers do, ends a walk.
+/// tables that compilers write by default: neither frame pointers nor exported functions are
+/// needed. Code that registers tables of its own while it runs, as just-in-time compilers do, ends
+/// a walk.
 ///
 /// **What other hosts can't do.** Any other processor, or C library, has no walker of its own here;
 /// the runtime's unwinder is asked. There
@@ -28,15 +29,16 @@
 /// - `get_context_backtrace` ignores the context that it is given, and shows what the signal
 ///   interrupted whose handler calls it: nothing when it is not called in a handler;
 /// - a call through a null pointer shows no caller;
-/// - `get_ret_addr` shows the given program counter, and then the callers whose frames lie above the
+/// - `get_ret_addr` shows the given program counter, and then the callers whose frames lie above
+/// the
 ///   given stack pointer;
 /// - `get_context_register_info` names no registers: it says that it does not know them.
 ///
 /// **Signal handlers.** All functions but `get_backtrace_symbols` may be called in a signal handler
-/// (x86-64, 64-bit ARM: no allocation, no locks, no files; the device: the same but for the loader's
-/// `dladdr`; other hosts: see above).
-/// They read the calling thread's own stack only, the interrupted part included. Any number of
-/// threads may call them at once, except `get_context_register_info`.
+/// (x86-64, 64-bit ARM: no allocation, no locks, no files; the device: the same but for the
+/// loader's `dladdr`; other hosts: see above). They read the calling thread's own stack only, the
+/// interrupted part included. Any number of threads may call them at once, except
+/// `get_context_register_info`.
 ///
 /// **Destroyed stacks.** Program counters and stack pointers may be anything: what lies elsewhere
 /// than on the stack, or is not there to be read, ends a walk. (Other processors: the same for the

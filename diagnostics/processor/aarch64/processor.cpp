@@ -15,8 +15,8 @@ namespace
 
 constexpr int GENERAL_COUNT = 31;
 
-/// What a signal handler returns to: the kernel has two instructions for that, and no unwind
-/// tables.
+/// What a signal handler returns to: the kernel has two instructions for that, and no unwind tables
+/// (older ones: tables that lead past what the signal interrupted).
 constexpr std::uint64_t MOVE_CALL_NUMBER = 0xD2801168; // mov x8, #139: rt_sigreturn
 constexpr std::uint64_t CALL_KERNEL = 0xD4000001;      // svc #0
 

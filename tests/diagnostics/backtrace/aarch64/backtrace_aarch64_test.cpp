@@ -2,10 +2,13 @@
 #include <gpal/backtrace.h>
 
 #include <algorithm>
+#include <csignal>
 #include <cstdint>
 #include <cstdio>
 #include <gtest/gtest.h>
 #include <string>
+#include <sys/syscall.h>
+#include <unistd.h>
 
 #include "chain.h"
 #include "machine.h"
@@ -39,6 +42,24 @@ asm(".globl neverReturns\n"
     ".cfi_endproc\n"
     ".size neverReturns, . - neverReturns\n\t"
     "brk #1");
+
+// What handlers return to, with the table that older kernels have for it.
+extern "C" void returnFromHandler();
+asm(".type tableOfOlderKernels, %function\n"
+    "tableOfOlderKernels:\n\t"
+    ".cfi_startproc\n\t"
+    ".cfi_signal_frame\n\t"
+    ".cfi_def_cfa 29, 0\n\t"
+    ".cfi_offset 29, 0\n\t"
+    ".cfi_offset 30, 8\n\t"
+    "nop\n"
+    ".globl returnFromHandler\n"
+    ".type returnFromHandler, %function\n"
+    "returnFromHandler:\n\t"
+    "mov x8, #139\n\t"
+    "svc #0\n\t"
+    ".cfi_endproc\n"
+    ".size returnFromHandler, . - returnFromHandler");
 
 // Functions that call \p work, with return addresses signed by one of the two keys. (The
 // instructions go by numbers, under which processors that can't do it pass over them.)
@@ -79,7 +100,38 @@ int recordStack(void* stack)
     return 0;
 }
 
+/// Has handlers of \p signal return to \p code.
+void setReturnOfHandlers(int signal, void (*code)())
+{
+    constexpr unsigned long HAS_RETURN = 0x04000000;
+    struct {
+        void* handler;
+        unsigned long flags;
+        void (*code)();
+        unsigned long mask;
+    } action{};
+    syscall(SYS_rt_sigaction, signal, nullptr, &action, sizeof action.mask);
+    action.flags |= HAS_RETURN;
+    action.code = code;
+    syscall(SYS_rt_sigaction, signal, &action, nullptr, sizeof action.mask);
+}
+
 } // namespace
+
+TEST(BacktraceAarch64, showsWhatASignalInterruptedThoughOlderKernelsTablesLeadPastIt)
+{
+    static Stack stack;
+    stack.assign(64, nullptr);
+    withFaultHandler([](ucontext_t*, int) { get_backtrace(stack.data(), 64); },
+                     [] {
+                         setReturnOfHandlers(SIGSEGV, returnFromHandler);
+                         chainFirst(chainLeaf, forbiddenAddress());
+                     });
+    const Names names = namesOf(stack);
+    const auto code = std::find(names.begin(), names.end(), "returnFromHandler");
+    ASSERT_NE(names.end(), code);
+    EXPECT_EQ((Names{"returnFromHandler", "chainLeaf", "chainThird"}), Names(code, code + 3));
+}
 
 TEST(BacktraceAarch64, goesThroughFunctionsThatSignTheirReturnAddresses)
 {
