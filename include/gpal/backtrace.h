@@ -29,9 +29,8 @@
 /// - `get_context_backtrace` ignores the context that it is given, and shows what the signal
 ///   interrupted whose handler calls it: nothing when it is not called in a handler;
 /// - a call through a null pointer shows no caller;
-/// - `get_ret_addr` shows the given program counter, and then the callers whose frames lie above
-/// the
-///   given stack pointer;
+/// - `get_ret_addr` shows the program counter given, then callers with frames above the stack
+///   pointer given;
 /// - `get_context_register_info` names no registers: it says that it does not know them.
 ///
 /// **Signal handlers.** All functions but `get_backtrace_symbols` may be called in a signal handler
