@@ -11,12 +11,15 @@
 
 using support::FRAMES;
 using support::record;
+using support::recordDistinct;
 
 namespace
 {
 
 BENCHMARK_CAPTURE(record, layer, get_backtrace)->Name("backtrace20/layer");
 BENCHMARK_CAPTURE(record, hand, backtrace)->Name("backtrace20/hand");
+BENCHMARK_CAPTURE(recordDistinct, layer, get_backtrace)->Name("backtrace20Functions/layer");
+BENCHMARK_CAPTURE(recordDistinct, hand, backtrace)->Name("backtrace20Functions/hand");
 
 using Describe = char** (*)(void**, int);
 

@@ -40,7 +40,7 @@ char* get_context_register_info(ucontext_t* context, int signal)
     static char text[REGISTERS_TEXT_SIZE];
     text[0] = '\0';
     if (context != nullptr) {
-        describeRegisters(*context, signal, text);
+        describeRegisters(*context, signal, text, sizeof text);
     }
     return text;
 }

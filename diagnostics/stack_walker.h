@@ -1,7 +1,8 @@
 /// \file
-/// What a processor contributes to back traces. Each folder in processor/ fills this in, beside
-/// `here.h`, which defines `Here`, the registers that a walk of the caller's stack starts from, and
-/// `here()`, which takes them where it stands.
+/// What a processor contributes to back traces. Each folder in processor/ fills this in, or leaves
+/// the walks to unwind_tables/, beside `here.h`. That defines `Here`, the registers that a walk of
+/// the caller's stack starts from, and `here()`, which takes them where it stands; and how much
+/// text a description of all registers is.
 #ifndef GPAL_DIAGNOSTICS_STACK_WALKER_H
 #define GPAL_DIAGNOSTICS_STACK_WALKER_H
 
@@ -28,11 +29,8 @@ int walkFrom(unsigned long pc, unsigned long sp, void** buffer, int max);
 /// From where \p signal interrupted the thread.
 int walkFromContext(ucontext_t& context, int signal, void** buffer, int max);
 
-/// Room that a description of the registers needs, with its terminator.
-constexpr std::size_t REGISTERS_TEXT_SIZE = 560;
-
-/// Describes the registers in \p context.
-void describeRegisters(const ucontext_t& context, int signal, char (&text)[REGISTERS_TEXT_SIZE]);
+/// Describes the registers in \p context, in \p size characters at most.
+void describeRegisters(const ucontext_t& context, int signal, char* text, std::size_t size);
 
 } // namespace gpal::detail
 

@@ -17,18 +17,27 @@
 ///
 /// On the device a walk also ends at a function that calls itself twice in a row from one place.
 ///
-/// On x86-64 a walk reads the `.eh_frame` tables that compilers write by default: neither frame
-/// pointers nor exported functions are needed. Code that registers tables of its own while it runs,
-/// as just-in-time compilers do, ends a walk.
+/// On x86-64 and 64-bit ARM, with the GNU C library 2.35 or later, a walk reads the `.eh_frame`
+/// tables that compilers write by default: neither frame pointers nor exported functions are
+/// needed. Code that registers tables of its own while it runs, as just-in-time compilers do, ends
+/// a walk.
 ///
-/// On other processors the runtime's unwinder is asked, from the calling function on: its first use
-/// may allocate, it finds no caller of a null pointer, a context is taken for the one that the
-/// calling handler interrupted, and registers are not described.
+/// **What other hosts can't do.** Any other processor, or C library, has no walker of its own here;
+/// the runtime's unwinder is asked. There
+/// - a walk may allocate memory and take locks, at least the first one of a process: in a signal
+///   handler it can hang or crash;
+/// - `get_context_backtrace` ignores the context that it is given, and shows what the signal
+///   interrupted whose handler calls it: nothing when it is not called in a handler;
+/// - a call through a null pointer shows no caller;
+/// - `get_ret_addr` shows the program counter given, then callers with frames above the stack
+///   pointer given;
+/// - `get_context_register_info` names no registers: it says that it does not know them.
 ///
 /// **Signal handlers.** All functions but `get_backtrace_symbols` may be called in a signal handler
-/// (x86-64: no allocation, no locks, no files; the device: the same but for the loader's `dladdr`).
-/// They read the calling thread's own stack only, the interrupted part included. Any number of
-/// threads may call them at once, except `get_context_register_info`.
+/// (x86-64, 64-bit ARM: no allocation, no locks, no files; the device: the same but for the
+/// loader's `dladdr`; other hosts: see above). They read the calling thread's own stack only, the
+/// interrupted part included. Any number of threads may call them at once, except
+/// `get_context_register_info`.
 ///
 /// **Destroyed stacks.** Program counters and stack pointers may be anything: what lies elsewhere
 /// than on the stack, or is not there to be read, ends a walk. (Other processors: the same for the

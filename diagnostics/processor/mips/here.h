@@ -3,8 +3,13 @@
 #ifndef GPAL_DIAGNOSTICS_HERE_H
 #define GPAL_DIAGNOSTICS_HERE_H
 
+#include <cstddef>
+
 namespace gpal::detail
 {
+
+/// Room that a description of the registers needs, with its terminator.
+constexpr std::size_t REGISTERS_TEXT_SIZE = 560;
 
 struct Here {
     unsigned long pc;

@@ -1,7 +1,7 @@
 #include <dlfcn.h>
 
-#include "diagnostics/mips_registers.h"
-#include "diagnostics/mips_stack_walker.h"
+#include "diagnostics/processor/mips/mips_registers.h"
+#include "diagnostics/processor/mips/mips_stack_walker.h"
 #include "diagnostics/stack_walker.h"
 #include "diagnostics/thread_stack.h"
 #include "here.h"
@@ -88,7 +88,7 @@ int walkFromContext(ucontext_t& context, int signal, void** buffer, int max)
                 static_cast<MipsAddress>(machine.gregs[RA]), buffer, max);
 }
 
-void describeRegisters(const ucontext_t& context, int signal, char (&text)[REGISTERS_TEXT_SIZE])
+void describeRegisters(const ucontext_t& context, int signal, char* text, std::size_t size)
 {
     const mcontext_t& machine = context.uc_mcontext;
     MipsRegisters registers{};
@@ -102,7 +102,7 @@ void describeRegisters(const ucontext_t& context, int signal, char (&text)[REGIS
     for (int i = 0; i < 32; ++i) {
         registers.general[i] = static_cast<std::uint32_t>(machine.gregs[i]);
     }
-    describeMipsRegisters(registers, signal, text, sizeof text);
+    describeMipsRegisters(registers, signal, text, size);
 }
 
 } // namespace gpal::detail

@@ -122,10 +122,9 @@ int walkFromContext(ucontext_t& /*context*/, int /*signal*/, void** buffer, int 
     return walk.count;
 }
 
-void describeRegisters(const ucontext_t& /*context*/, int /*signal*/,
-                       char (&text)[REGISTERS_TEXT_SIZE])
+void describeRegisters(const ucontext_t& /*context*/, int /*signal*/, char* text, std::size_t size)
 {
-    std::snprintf(text, sizeof text, "registers of this processor are not known here\n");
+    std::snprintf(text, size, "registers of this processor are not known here\n");
 }
 
 } // namespace gpal::detail

@@ -3,10 +3,15 @@
 #ifndef GPAL_DIAGNOSTICS_HERE_H
 #define GPAL_DIAGNOSTICS_HERE_H
 
-#include "diagnostics/processor/x86_64/registers.h"
+#include <cstddef>
+
+#include "registers.h"
 
 namespace gpal::detail
 {
+
+/// Room that a description of the registers needs, with its terminator.
+constexpr std::size_t REGISTERS_TEXT_SIZE = 400;
 
 struct Here {
     Registers registers;

@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "chain.h"
+#include "machine.h"
 #include "stacks.h"
 
 namespace
@@ -68,19 +69,6 @@ std::vector<DestroyedPointer> destroyedPointers()
             {"the kernel's", ~(~0UL >> 1)}};
 }
 
-#if defined(__x86_64__)
-void setStackPointer(ucontext_t& context, unsigned long value)
-{
-    context.uc_mcontext.gregs[REG_RSP] = static_cast<greg_t>(value);
-    context.uc_mcontext.gregs[REG_RBP] = static_cast<greg_t>(value);
-}
-#elif defined(__mips__)
-void setStackPointer(ucontext_t& context, unsigned long value)
-{
-    context.uc_mcontext.gregs[29] = value;
-}
-#endif
-
 /// The stack of a fault in \p work, with the stack pointer \p sp in place of the thread's own.
 Stack stackWith(unsigned long sp, bool onAlternateStack, int (*work)(void*))
 {
@@ -91,6 +79,7 @@ Stack stackWith(unsigned long sp, bool onAlternateStack, int (*work)(void*))
     withFaultHandler(
         [](ucontext_t* context, int signal) {
             setStackPointer(*context, wanted);
+            setFramePointer(*context, wanted);
             const int count = get_context_backtrace(context, stack.data(), 64, signal);
             stack.resize(static_cast<std::size_t>(count));
         },

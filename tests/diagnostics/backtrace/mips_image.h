@@ -9,7 +9,7 @@
 #include <string>
 #include <vector>
 
-#include "diagnostics/mips_stack_walker.h"
+#include "diagnostics/processor/mips/mips_stack_walker.h"
 
 namespace mips
 {

@@ -1,39 +1,35 @@
-// Unwind tables of x86-64, written by hand: what they say about the caller's registers.
-#include <cstring>
+// Instructions of unwind tables, written by hand: what they say about the caller's registers.
 #include <gtest/gtest.h>
+#include <optional>
 #include <vector>
 
-#include "diagnostics/processor/x86_64/expression.h"
-#include "diagnostics/processor/x86_64/frame_rules.h"
+#include "crafted_tables.h"
+#include "diagnostics/unwind_tables/expression.h"
+#include "diagnostics/unwind_tables/frame_rules.h"
 
 using namespace gpal::detail;
 
 namespace
 {
 
-using Bytes = std::vector<std::uint8_t>;
-
-constexpr std::uintptr_t START = 0x1000;
-
-// As at the start of every function: the base is rsp + 8, with the return address below it.
-const Bytes AT_START{0x0C, RSP, 8, 0x80 | PC, 1};
-
-/// The rules at START + \p distance of a function with these instructions.
+/// The rules \p distance bytes into a function with these instructions. At its start the base is
+/// the stack pointer plus 8, with the return address below it.
 std::optional<FrameRules> rulesOf(const Bytes& instructions, std::uintptr_t distance)
 {
-    UnwindEntry entry;
-    entry.common.dataAlignment = static_cast<std::uint64_t>(-8);
-    entry.common.instructions = {AT_START.data(), AT_START.data() + AT_START.size()};
-    entry.functionStart = START;
-    entry.instructions = {instructions.data(), instructions.data() + instructions.size()};
-    FrameRules rules;
-    return findFrameRules(entry, START + distance, rules) ? std::optional<FrameRules>(rules)
-                                                          : std::nullopt;
+    FrameRules initial = NO_RULES;
+    initial.base.offset = 8;
+    initial.set(RETURN_ADDRESS, {RegisterRule::SAVED_AT_OFFSET, static_cast<std::uint64_t>(-8)});
+    FrameRules rules = initial;
+    const ByteReader reader{instructions.data(), instructions.data() + instructions.size()};
+    const Factors factors{1, static_cast<std::uint64_t>(-8)};
+    return applyInstructions(reader, factors, distance, initial, rules)
+               ? std::optional<FrameRules>(rules)
+               : std::nullopt;
 }
 
 RegisterRule ruleFor(std::uint8_t number, const std::optional<FrameRules>& rules)
 {
-    return rules->ruleFor(number, rules->count);
+    return rules->ruleFor(number);
 }
 
 void expectSaved(const std::optional<FrameRules>& rules, std::uint8_t number, std::int64_t offset)
@@ -60,12 +56,12 @@ std::optional<std::uint64_t> valueOf(Bytes expression, std::optional<std::uint64
 
 TEST(UnwindRules, applyFromTheirInstructionOn)
 {
-    const Bytes push{ADVANCE_ONE, 0x0E, 16, 0x80 | RBX, 2, ADVANCE_ONE, 0x0E, 24};
+    const Bytes push{ADVANCE_ONE, 0x0E, 16, 0x80 | ONE, 2, ADVANCE_ONE, 0x0E, 24};
     EXPECT_EQ(8U, rulesOf(push, 0)->base.offset);
-    EXPECT_EQ(RegisterRule::UNCHANGED, ruleFor(RBX, rulesOf(push, 0)).kind);
-    expectSaved(rulesOf(push, 0), PC, -8);
+    EXPECT_EQ(RegisterRule::UNCHANGED, ruleFor(ONE, rulesOf(push, 0)).kind);
+    expectSaved(rulesOf(push, 0), RETURN_ADDRESS, -8);
     EXPECT_EQ(16U, rulesOf(push, 1)->base.offset);
-    expectSaved(rulesOf(push, 1), RBX, -16);
+    expectSaved(rulesOf(push, 1), ONE, -16);
     EXPECT_EQ(24U, rulesOf(push, 2)->base.offset);
 }
 
@@ -83,51 +79,53 @@ TEST(UnwindRules, knowAllWaysToAdvance)
 
 TEST(UnwindRules, knowAllWaysToGiveTheBase)
 {
-    EXPECT_EQ(RBP, rulesOf({0x0D, RBP}, 0)->base.number);
+    EXPECT_EQ(TWO, rulesOf({0x0D, TWO}, 0)->base.number);
     EXPECT_EQ(16U, rulesOf({0x13, 0x7E}, 0)->base.offset); // -2 words, of -8 bytes each
-    const auto both = rulesOf({0x12, RBP, 0x7D}, 0);
-    EXPECT_EQ(RBP, both->base.number);
+    const auto both = rulesOf({0x12, TWO, 0x7D}, 0);
+    EXPECT_EQ(TWO, both->base.number);
     EXPECT_EQ(24U, both->base.offset);
     const Bytes expression{0x0F, 2, 0x76, 0x00};
     EXPECT_EQ(expression.data() + 1, rulesOf(expression, 0)->base.expression);
-    EXPECT_EQ(nullptr, rulesOf({0x0F, 2, 0x76, 0x00, 0x0C, RSP, 8}, 0)->base.expression);
+    EXPECT_EQ(nullptr, rulesOf({0x0F, 2, 0x76, 0x00, 0x0C, STACK_POINTER, 8}, 0)->base.expression);
 }
 
 TEST(UnwindRules, knowAllWaysToGiveARegister)
 {
-    expectSaved(rulesOf({0x05, R12, 3}, 0), R12, -24);
-    expectSaved(rulesOf({0x11, R12, 0x7F}, 0), R12, 8);
-    EXPECT_EQ(RegisterRule::UNDEFINED, ruleFor(PC, rulesOf({0x07, PC}, 0)).kind);
-    EXPECT_EQ(RegisterRule::UNCHANGED, ruleFor(RBX, rulesOf({0x07, RBX, 0x08, RBX}, 0)).kind);
-    const auto inRegister = rulesOf({0x09, RBX, R10}, 0);
-    EXPECT_EQ(RegisterRule::IN_REGISTER, ruleFor(RBX, inRegister).kind);
-    EXPECT_EQ(R10, ruleFor(RBX, inRegister).operand);
-    EXPECT_EQ(RegisterRule::BASE_PLUS_OFFSET, ruleFor(RSP, rulesOf({0x14, RSP, 1}, 0)).kind);
-    EXPECT_EQ(16, ruleFor(RSP, rulesOf({0x15, RSP, 0x7E}, 0)).operand);
-    const Bytes saved{0x10, RBP, 2, 0x76, 0x00, 0x0E, 32};
-    EXPECT_EQ(RegisterRule::SAVED_AT_EXPRESSION, ruleFor(RBP, rulesOf(saved, 0)).kind);
+    expectSaved(rulesOf({0x05, THREE, 3}, 0), THREE, -24);
+    expectSaved(rulesOf({0x11, THREE, 0x7F}, 0), THREE, 8);
+    EXPECT_EQ(RegisterRule::UNDEFINED,
+              ruleFor(RETURN_ADDRESS, rulesOf({0x07, RETURN_ADDRESS}, 0)).kind);
+    EXPECT_EQ(RegisterRule::UNCHANGED, ruleFor(ONE, rulesOf({0x07, ONE, 0x08, ONE}, 0)).kind);
+    const auto inRegister = rulesOf({0x09, ONE, THREE}, 0);
+    EXPECT_EQ(RegisterRule::IN_REGISTER, ruleFor(ONE, inRegister).kind);
+    EXPECT_EQ(THREE, ruleFor(ONE, inRegister).operand);
+    EXPECT_EQ(RegisterRule::BASE_PLUS_OFFSET,
+              ruleFor(STACK_POINTER, rulesOf({0x14, STACK_POINTER, 1}, 0)).kind);
+    EXPECT_EQ(16, ruleFor(STACK_POINTER, rulesOf({0x15, STACK_POINTER, 0x7E}, 0)).operand);
+    const Bytes saved{0x10, TWO, 2, 0x76, 0x00, 0x0E, 32};
+    EXPECT_EQ(RegisterRule::SAVED_AT_EXPRESSION, ruleFor(TWO, rulesOf(saved, 0)).kind);
     EXPECT_EQ(reinterpret_cast<std::uintptr_t>(saved.data() + 2),
-              ruleFor(RBP, rulesOf(saved, 0)).operand);
+              ruleFor(TWO, rulesOf(saved, 0)).operand);
     EXPECT_EQ(32U, rulesOf(saved, 0)->base.offset);
-    EXPECT_EQ(RegisterRule::EXPRESSION, ruleFor(RBP, rulesOf({0x16, RBP, 1, 0x30}, 0)).kind);
+    EXPECT_EQ(RegisterRule::EXPRESSION, ruleFor(TWO, rulesOf({0x16, TWO, 1, 0x30}, 0)).kind);
 }
 
 TEST(UnwindRules, canBeRestoredAndRemembered)
 {
-    const auto restored = rulesOf({0x80 | RBX, 2, 0x80 | RBP, 3, 0xC0 | RBX, 0x06, RBP}, 0);
-    EXPECT_EQ(RegisterRule::UNCHANGED, ruleFor(RBX, restored).kind);
-    EXPECT_EQ(RegisterRule::UNCHANGED, ruleFor(RBP, restored).kind);
-    expectSaved(rulesOf({0x80 | PC, 5, 0xC0 | PC}, 0), PC, -8);
+    const auto restored = rulesOf({0x80 | ONE, 2, 0x80 | TWO, 3, 0xC0 | ONE, 0x06, TWO}, 0);
+    EXPECT_EQ(RegisterRule::UNCHANGED, ruleFor(ONE, restored).kind);
+    EXPECT_EQ(RegisterRule::UNCHANGED, ruleFor(TWO, restored).kind);
+    expectSaved(rulesOf({0x80 | RETURN_ADDRESS, 5, 0xC0 | RETURN_ADDRESS}, 0), RETURN_ADDRESS, -8);
 
-    const Bytes remembered{0x0E, 64, 0x80 | RBX, 2, 0x0A, 0x0E, 8, 0xC0 | RBX, ADVANCE_ONE, 0x0B};
+    const Bytes remembered{0x0E, 64, 0x80 | ONE, 2, 0x0A, 0x0E, 8, 0xC0 | ONE, ADVANCE_ONE, 0x0B};
     EXPECT_EQ(8U, rulesOf(remembered, 0)->base.offset);
     EXPECT_EQ(64U, rulesOf(remembered, 1)->base.offset);
-    expectSaved(rulesOf(remembered, 1), RBX, -16);
+    expectSaved(rulesOf(remembered, 1), ONE, -16);
 }
 
 TEST(UnwindRules, passOverWhatNoWalkNeeds)
 {
-    const auto rules = rulesOf({0x00, 0x2E, 16, 0x80 | 17, 4, 0x05, 40, 1, 0xC0 | 17, 0x0E, 16}, 0);
+    const auto rules = rulesOf({0x00, 0x2E, 16, 0x80 | 40, 4, 0x05, 70, 1, 0xC0 | 40, 0x0E, 16}, 0);
     EXPECT_EQ(16U, rules->base.offset);
 }
 
@@ -135,21 +133,22 @@ TEST(UnwindRules, areNoneInAnUnknownForm)
 {
     EXPECT_FALSE(rulesOf({0x3F, 0}, 0));
     EXPECT_FALSE(rulesOf({0x0B}, 0)) << "nothing to restore";
+    EXPECT_TRUE(rulesOf({0x0A, 0x0A, 0x0A, 0x0A}, 0));
     EXPECT_FALSE(rulesOf({0x0A, 0x0A, 0x0A, 0x0A, 0x0A}, 0)) << "too deep";
-    Bytes all;
-    for (int i = 0; i < 2 * PC; ++i) {
-        all.insert(all.end(), {static_cast<std::uint8_t>(0x80 | i % PC), 1});
-    }
-    EXPECT_TRUE(rulesOf(all, 0));
-    all.insert(all.begin() + all.size() / 2, 0x0A);
-    EXPECT_FALSE(rulesOf(all, 0)) << "too many";
+}
+
+TEST(UnwindRules, sayWhereAReturnAddressIsSignedWhereThatIsDone)
+{
+    EXPECT_EQ(SIGNS_RETURN_ADDRESSES, rulesOf({0x2D}, 0).has_value());
 }
 
 TEST(UnwindRules, endWithTheirTable)
 {
     EXPECT_EQ(0U, rulesOf({0x0E}, 0)->base.offset);
-    EXPECT_FALSE(rulesOf({0x10, RBP, 0xFF, 0xFF, 0xFF}, 0)) << "an expression that is cut short";
+    EXPECT_FALSE(rulesOf({0x10, TWO, 0xFF, 0xFF, 0xFF}, 0)) << "an expression that is cut short";
     EXPECT_FALSE(rulesOf({0x0F, 2, 0x76}, 0));
+    EXPECT_FALSE(rulesOf({0x0F, 0x80}, 0)) << "one whose length is cut short";
+    EXPECT_FALSE(rulesOf({0x16, ONE, 0}, 0)) << "an empty one";
 }
 
 TEST(UnwindExpression, computesTheFrameOfAStubThatCallsAnotherLibrary)
@@ -182,6 +181,9 @@ TEST(UnwindExpression, knowsConstantsAndSums)
     EXPECT_EQ(300U, valueOf({0x10, 0xAC, 0x02}));
     EXPECT_EQ(~std::uint64_t{0}, valueOf({0x11, 0x7F}));
     EXPECT_EQ(0x705U, valueOf({0x77, 0, 0x23, 5}));
+    EXPECT_EQ(0x7FFFFFFFFFFFFFFFU,
+              valueOf({0x11, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0x00}));
+    EXPECT_EQ(0U, valueOf({0x11})) << "one that is cut short";
     EXPECT_EQ(0x6F8U, valueOf({0x77, 0x78}));
     EXPECT_EQ(2U, valueOf({0x35, 0x33, 0x1C}));
     EXPECT_EQ(0U, valueOf({0x33, 0x35, 0x2A}));
@@ -190,9 +192,15 @@ TEST(UnwindExpression, knowsConstantsAndSums)
 
 TEST(UnwindExpression, givesNothingWhereItIsUnknownOrBroken)
 {
-    for (const Bytes& broken :
-         {Bytes{}, Bytes{0x22}, Bytes{0x31, 0x22}, Bytes{0x06}, Bytes{0x31, 0x31, 0xE0},
-          Bytes{0x8F, 0}, Bytes{0x31, 0x08, 64, 0x24}, Bytes(9, 0x31)}) {
+    for (const Bytes& broken : {Bytes{}, Bytes{0x22}, Bytes{0x31, 0x22}, Bytes{0x06},
+                                Bytes{0x31, 0x31, 0xE0}, Bytes{0x31, 0x08, 64, 0x24},
+                                Bytes{0x23, 5}, Bytes(9, 0x31), Bytes(8, 0x31) + Bytes{0x23, 5}}) {
         EXPECT_FALSE(valueOf(broken)) << testing::PrintToString(broken);
     }
+}
+
+TEST(UnwindExpression, givesNothingOfARegisterThatNoWalkKnows)
+{
+    constexpr int LAST = 31; // that an expression names
+    EXPECT_EQ(LAST < REGISTER_COUNT, valueOf({0x70 + LAST, 0}).has_value());
 }

@@ -1,4 +1,4 @@
-#include "diagnostics/mips_registers.h"
+#include "diagnostics/processor/mips/mips_registers.h"
 
 #include <gpal/backtrace.h>
 

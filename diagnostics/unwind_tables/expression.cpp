@@ -1,6 +1,6 @@
-#include "diagnostics/processor/x86_64/expression.h"
+#include "diagnostics/unwind_tables/expression.h"
 
-#include "diagnostics/processor/x86_64/byte_reader.h"
+#include "diagnostics/unwind_tables/byte_reader.h"
 
 namespace gpal::detail
 {
@@ -83,7 +83,7 @@ bool Evaluation::combine(std::uint8_t operation)
 {
     const auto right = pop();
     const auto left = pop();
-    if (!left || !right) {
+    if (!left) { // nor, perhaps, the right one
         return false;
     }
     switch (operation) {
@@ -139,8 +139,8 @@ std::optional<std::uint64_t> evaluate(const std::uint8_t* expression, const Regi
     ByteReader reader(lengthReader.position(), lengthReader.position() + length);
 
     Evaluation evaluation(registers, stack);
-    if (pushed && !evaluation.push(*pushed)) {
-        return std::nullopt;
+    if (pushed) {
+        evaluation.push(*pushed);
     }
     while (!reader.atEnd()) {
         if (!evaluation.execute(reader.read<std::uint8_t>(), reader)) {

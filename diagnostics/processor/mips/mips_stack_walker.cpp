@@ -1,6 +1,6 @@
-#include "diagnostics/mips_stack_walker.h"
+#include "diagnostics/processor/mips/mips_stack_walker.h"
 
-#include "diagnostics/mips_instructions.h"
+#include "diagnostics/processor/mips/mips_instructions.h"
 #include "diagnostics/stack_walker.h"
 
 namespace gpal::detail

@@ -1,36 +1,25 @@
-#include "diagnostics/processor/x86_64/unwinder.h"
+#include "diagnostics/unwind_tables/unwinder.h"
 
 #include <sys/auxv.h>
 
-#include "diagnostics/processor/x86_64/expression.h"
+#include "diagnostics/unwind_tables/expression.h"
 
 namespace gpal::detail
 {
 
-Registers registersIn(const ucontext_t& context)
-{
-    constexpr int PLACES[REGISTER_COUNT] = {REG_RAX, REG_RDX, REG_RCX, REG_RBX, REG_RSI, REG_RDI,
-                                            REG_RBP, REG_RSP, REG_R8,  REG_R9,  REG_R10, REG_R11,
-                                            REG_R12, REG_R13, REG_R14, REG_R15, REG_RIP};
-    Registers registers{};
-    for (int number = 0; number < REGISTER_COUNT; ++number) {
-        registers.value[number] =
-            static_cast<std::uint64_t>(context.uc_mcontext.gregs[PLACES[number]]);
-    }
-    return registers;
-}
-
 Unwinder::Unwinder(const Registers& start)
-    : m_registers(start), m_stack(stackInUse(start.value[RSP]))
+    : m_registers(start), m_stack(stackInUse(start.value[STACK_POINTER]))
 {
-    lookUp();
+    enter(true);
 }
 
-/// Finds out about the place where the registers stand.
-void Unwinder::lookUp()
+/// Finds out about the place where the registers stand; \p interrupted says whether no call was
+/// made there.
+void Unwinder::enter(bool interrupted)
 {
+    m_interrupted = interrupted;
     const std::uintptr_t address = lookUpAddress();
-    if (address == m_place) {
+    if (address == m_place && !m_beforeSignal) {
         return; // a function that calls itself
     }
     m_place = address;
@@ -39,6 +28,17 @@ void Unwinder::lookUp()
     }
     m_described = findUnwindEntry(m_object, address, m_entry);
     m_hasRules = m_described && findFrameRules(m_entry, address, m_rules);
+    m_beforeSignal.reset();
+    if (!interrupted && (!m_described || isTrampoline())) {
+        m_beforeSignal = registersBeforeSignal(m_registers, m_stack);
+    }
+}
+
+/// The same for what a signal interrupted, which may have been on another stack.
+void Unwinder::enterInterrupted()
+{
+    m_stack = stackInUse(m_registers.value[STACK_POINTER]);
+    enter(true);
 }
 
 std::uintptr_t Unwinder::place() const
@@ -50,14 +50,9 @@ std::uintptr_t Unwinder::place() const
 
 bool Unwinder::stepFromFirstInstruction()
 {
-    const std::uint64_t sp = m_registers.value[RSP];
-    if (!m_stack.read(sp, m_registers.value[PC])) {
-        return false;
-    }
-    m_registers.value[RSP] = sp + sizeof(std::uint64_t);
-    m_interrupted = false;
-    lookUp();
-    return true;
+    const bool returned = returnFromFirstInstruction(m_registers, m_stack);
+    enter(!returned);
+    return returned;
 }
 
 bool Unwinder::compute(const std::uint8_t* expression, const Registers& registers,
@@ -80,9 +75,10 @@ bool Unwinder::findBase(const FrameBase& rule, std::uint64_t& base)
     return true;
 }
 
-bool Unwinder::findCallersValue(const RegisterRule& rule, std::uint64_t base,
-                                const Registers& callee, std::uint64_t& value)
+bool Unwinder::findCallersValue(int number, std::uint64_t base, const Registers& callee)
 {
+    const RegisterRule& rule = m_rules.rules[number];
+    std::uint64_t& value = m_registers.value[number];
     const auto* expression = reinterpret_cast<const std::uint8_t*>(rule.operand);
     std::uint64_t address = 0;
     switch (rule.kind) {
@@ -102,50 +98,59 @@ bool Unwinder::findCallersValue(const RegisterRule& rule, std::uint64_t base,
         }
         return false;
     default: // Nothing is known better than what there was.
-        value = callee.value[rule.number];
+        value = callee.value[number];
         return true;
     }
 }
 
 Unwinder::Step Unwinder::step()
 {
+    if (m_beforeSignal) {
+        m_registers = *m_beforeSignal;
+        enterInterrupted();
+        return Step::CALLER;
+    }
     if (!m_hasRules) {
         return Step::LOST;
     }
-    const RegisterRule::Kind ofReturnAddress = m_rules.ruleFor(PC, m_rules.count).kind;
-    if (ofReturnAddress == RegisterRule::UNDEFINED) {
+    const RegisterRule ofReturnAddress = m_rules.ruleFor(RETURN_ADDRESS);
+    if (ofReturnAddress.kind == RegisterRule::UNDEFINED) {
         const bool inEntry = m_entry.functionStart == getauxval(AT_ENTRY);
         return inEntry ? Step::PROGRAM_ENTRY : Step::OUTERMOST;
     }
-    const bool stepped = ofReturnAddress != RegisterRule::UNCHANGED && stepByRules();
-    return stepped ? Step::CALLER : Step::LOST;
+    // A function that has called another one has put its return address elsewhere.
+    const bool elsewhere = RETURN_ADDRESS == PC || !m_interrupted;
+    const bool lost = elsewhere && ofReturnAddress.kind == RegisterRule::UNCHANGED;
+    return lost || !applyRules() ? Step::LOST : Step::CALLER;
 }
 
-bool Unwinder::stepByRules()
+bool Unwinder::applyRules()
 {
     const bool toInterrupted = isTrampoline();
+    const std::uint64_t sp = m_registers.value[STACK_POINTER];
     std::uint64_t base = 0;
-    // A caller's frame lies above; anything else would lead a walk in circles. Only what a signal
-    // interrupted may be on another stack.
-    if (!findBase(m_rules.base, base) || (base <= m_registers.value[RSP] && !toInterrupted)) {
+    if (!findBase(m_rules.base, base)) {
+        return false;
+    }
+    // A caller's frame lies above, save that of one without a frame that was interrupted; anything
+    // else would lead a walk in circles. Only what a signal interrupted may be on another stack.
+    if (!toInterrupted && (m_interrupted ? base < sp : base <= sp)) {
         return false;
     }
     const Registers callee = m_registers;
-    m_registers.value[RSP] = base;
-    unsigned int found = 0; // the bits of registers whose last rule was applied
-    for (int i = m_rules.count - 1; i >= 0; --i) {
-        const RegisterRule& rule = m_rules.rules[i];
-        const bool first = (found >> rule.number & 1) == 0;
-        if (first && !findCallersValue(rule, base, callee, m_registers.value[rule.number])) {
+    m_registers.value[STACK_POINTER] = base;
+    for (std::uint64_t left = m_rules.known; left != 0; left &= left - 1) {
+        const int number = __builtin_ctzll(left);
+        if (!findCallersValue(number, base, callee)) {
             return false;
         }
-        found |= 1U << rule.number;
     }
-    m_interrupted = toInterrupted;
+    m_registers.value[PC] = withoutSignature(m_registers.value[RETURN_ADDRESS]);
     if (toInterrupted) {
-        m_stack = stackInUse(m_registers.value[RSP]);
+        enterInterrupted();
+    } else {
+        enter(false);
     }
-    lookUp();
     return true;
 }
 

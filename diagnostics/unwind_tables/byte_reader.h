@@ -1,7 +1,7 @@
 /// \file
 /// Reads unwind tables.
-#ifndef GPAL_DIAGNOSTICS_X86_64_BYTE_READER_H
-#define GPAL_DIAGNOSTICS_X86_64_BYTE_READER_H
+#ifndef GPAL_DIAGNOSTICS_BYTE_READER_H
+#define GPAL_DIAGNOSTICS_BYTE_READER_H
 
 #include <cstddef>
 #include <cstdint>

@@ -1,15 +1,14 @@
 /// \file
-/// Steps from a function to its caller by the unwind tables of x86-64.
-#ifndef GPAL_DIAGNOSTICS_X86_64_UNWINDER_H
-#define GPAL_DIAGNOSTICS_X86_64_UNWINDER_H
+/// Steps from a function to its caller by unwind tables.
+#ifndef GPAL_DIAGNOSTICS_UNWINDER_H
+#define GPAL_DIAGNOSTICS_UNWINDER_H
 
 #include <optional>
 #include <ucontext.h>
 
-#include "diagnostics/processor/x86_64/frame_rules.h"
-#include "diagnostics/processor/x86_64/registers.h"
-#include "diagnostics/processor/x86_64/unwind_tables.h"
 #include "diagnostics/thread_stack.h"
+#include "diagnostics/unwind_tables/entries.h"
+#include "diagnostics/unwind_tables/processor.h"
 
 namespace gpal::detail
 {
@@ -28,8 +27,8 @@ public:
     /// Starts where a function was interrupted, or stands by itself.
     explicit Unwinder(const Registers& start);
 
-    /// Whether the program counter is in a loaded program or library.
-    bool isInCode() const { return m_object.holds(lookUpAddress()); }
+    /// Whether the program counter is in a loaded program or library, or in a signal trampoline.
+    bool isInCode() const { return m_object.holds(lookUpAddress()) || m_beforeSignal; }
 
     /// Whether the frame's function stands where it was interrupted, not in a call.
     bool isInterrupted() const { return m_interrupted; }
@@ -44,36 +43,37 @@ public:
 
     Step step();
 
-    /// Steps to the caller of a function that has done nothing yet: the return address is on top of
-    /// the stack. Returns whether there is a word to be believed.
+    /// Steps to the caller of a function that has done nothing yet. Returns whether there is a
+    /// return address to be believed.
     bool stepFromFirstInstruction();
 
 private:
     std::uintptr_t lookUpAddress() const { return m_registers.value[PC] - (m_interrupted ? 0 : 1); }
-    bool isTrampoline() const { return m_described && m_entry.common.isSignalTrampoline; }
-    bool stepByRules();
+    bool isTrampoline() const
+    {
+        return m_beforeSignal || (m_described && m_entry.common.isSignalTrampoline);
+    }
+    bool applyRules();
     bool compute(const std::uint8_t* expression, const Registers& registers,
                  std::optional<std::uint64_t> pushed, std::uint64_t& result);
     bool findBase(const FrameBase& rule, std::uint64_t& base);
-    bool findCallersValue(const RegisterRule& rule, std::uint64_t base, const Registers& callee,
-                          std::uint64_t& value);
-    void lookUp();
+    bool findCallersValue(int number, std::uint64_t base, const Registers& callee);
+    void enter(bool interrupted);
+    void enterInterrupted();
 
     Registers m_registers;
     MemoryRange m_stack;
     bool m_interrupted = true;
     LoadedObject m_object;
 
-    // What is known about the place `m_place`.
+    // What is known about the place `m_place`, where the registers stand.
     std::uintptr_t m_place = 0;
     UnwindEntry m_entry;
-    FrameRules m_rules;
+    FrameRules m_rules = NO_RULES;
     bool m_described = false;
     bool m_hasRules = false;
+    std::optional<Registers> m_beforeSignal; ///< in a trampoline that needs no tables
 };
-
-/// The registers in a signal's context.
-Registers registersIn(const ucontext_t& context);
 
 } // namespace gpal::detail
 

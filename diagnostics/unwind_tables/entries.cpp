@@ -1,8 +1,6 @@
-#include "diagnostics/processor/x86_64/unwind_tables.h"
+#include "diagnostics/unwind_tables/entries.h"
 
 #include <dlfcn.h>
-
-#include "diagnostics/processor/x86_64/registers.h"
 
 namespace gpal::detail
 {
@@ -57,26 +55,6 @@ Pair pairAt(const std::uint8_t* pairs, std::size_t place)
     return pair;
 }
 
-/// The search table in \p index; empty when it is none in the usual form.
-ByteReader searchTableIn(const std::uint8_t* index, const std::uint8_t* end)
-{
-    constexpr std::uint8_t VERSION = 1;
-    constexpr std::uint8_t FOUR_BYTES = 0x03;
-    constexpr std::uint8_t FROM_SECTION_START = 0x3B;
-    ByteReader header(index, end);
-    const bool knownVersion = header.read<std::uint8_t>() == VERSION;
-    const std::uint64_t pointerSize = sizeOf(header.read<std::uint8_t>());
-    const bool knownCount = header.read<std::uint8_t>() == FOUR_BYTES;
-    const bool knownTable = header.read<std::uint8_t>() == FROM_SECTION_START;
-    header.skip(pointerSize);
-    const std::uint64_t size = header.read<std::uint32_t>() * sizeof(Pair);
-    const bool fits = size <= static_cast<std::uint64_t>(end - header.position());
-    if (!knownVersion || pointerSize == 0 || !knownCount || !knownTable || !fits) {
-        return {end, end};
-    }
-    return {header.position(), header.position() + size};
-}
-
 /// The last pair of \p table, which is not empty, that starts at or before \p distance; the first
 /// when all start behind it.
 Pair lastUpTo(const ByteReader& table, std::int64_t distance)
@@ -117,16 +95,16 @@ ByteReader recordAt(const LoadedObject& object, const std::uint8_t* position)
 /// Reads the data that the letters of \p augmentation announce; returns whether all is known.
 bool readAugmentation(ByteReader& reader, const char* augmentation, CommonEntry& common)
 {
-    if (*augmentation == '\0') {
-        return true;
-    }
+    common.isAugmented = *augmentation != '\0';
+    common.isSignalTrampoline = false;
+    common.addressSize = sizeof(std::uintptr_t);
     if (*augmentation != 'z') {
-        return false;
+        return !common.isAugmented;
     }
-    common.isAugmented = true;
     const std::uint64_t length = reader.readUnsigned();
     ByteReader data = reader;
     reader.skip(length);
+    bool known = true;
     for (const char* letter = augmentation + 1; *letter != '\0'; ++letter) {
         if (*letter == 'R') {
             common.addressSize = sizeOf(data.read<std::uint8_t>());
@@ -135,12 +113,14 @@ bool readAugmentation(ByteReader& reader, const char* augmentation, CommonEntry&
         } else if (*letter == 'L') {
             data.skip(1);
         } else if (*letter == 'P') {
-            data.skip(sizeOf(data.read<std::uint8_t>()));
-        } else {
+            const std::uint64_t size = sizeOf(data.read<std::uint8_t>());
+            data.skip(size);
+            known = size != 0;
+        } else if (*letter != 'B' || !SIGNS_RETURN_ADDRESSES) { // B: by the second key
             return false;
         }
     }
-    return common.addressSize != 0;
+    return known && common.addressSize != 0;
 }
 
 /// Reads the contents of a common entry; returns whether all is known.
@@ -159,13 +139,12 @@ bool readCommonEntry(ByteReader reader, CommonEntry& common)
     if (reader.atEnd()) {
         return false;
     }
-    common.codeAlignment = reader.readUnsigned();
-    common.dataAlignment = static_cast<std::uint64_t>(reader.readSigned());
+    common.factors.code = reader.readUnsigned();
+    common.factors.data = static_cast<std::uint64_t>(reader.readSigned());
     const std::uint64_t returnAddress =
         version == OLD_VERSION ? reader.read<std::uint8_t>() : reader.readUnsigned();
-    const bool known = returnAddress == PC && readAugmentation(reader, augmentation, common);
-    common.instructions = reader;
-    return known;
+    return returnAddress == RETURN_ADDRESS && readAugmentation(reader, augmentation, common) &&
+           applyInstructions(reader, common.factors, 0, NO_RULES, common.rules);
 }
 
 } // namespace
@@ -187,6 +166,25 @@ LoadedObject loadedObjectAt(std::uintptr_t address)
     return object;
 }
 
+ByteReader searchTableIn(const std::uint8_t* index, const std::uint8_t* end)
+{
+    constexpr std::uint8_t VERSION = 1;
+    constexpr std::uint8_t FOUR_BYTES = 0x03;
+    constexpr std::uint8_t FROM_SECTION_START = 0x3B;
+    ByteReader header(index, end);
+    const bool knownVersion = header.read<std::uint8_t>() == VERSION;
+    const std::uint64_t pointerSize = sizeOf(header.read<std::uint8_t>());
+    const bool knownCount = header.read<std::uint8_t>() == FOUR_BYTES;
+    const bool knownTable = header.read<std::uint8_t>() == FROM_SECTION_START;
+    header.skip(pointerSize);
+    const std::uint64_t size = header.read<std::uint32_t>() * sizeof(Pair);
+    const bool fits = size <= static_cast<std::uint64_t>(end - header.position());
+    if (!knownVersion || pointerSize == 0 || !knownCount || !knownTable || !fits) {
+        return {end, end};
+    }
+    return {header.position(), header.position() + size};
+}
+
 bool findUnwindEntry(const LoadedObject& object, std::uintptr_t address, UnwindEntry& entry)
 {
     if (object.searchTable.atEnd()) {
@@ -200,7 +198,7 @@ bool findUnwindEntry(const LoadedObject& object, std::uintptr_t address, UnwindE
     position -= reader.read<std::uint32_t>();
     CommonEntry& common = entry.common;
     if (position != common.position) {
-        common = CommonEntry{};
+        common.rules.copy(NO_RULES);
         common.position = position;
         common.isKnown = readCommonEntry(recordAt(object, position), common);
     }
@@ -216,6 +214,14 @@ bool findUnwindEntry(const LoadedObject& object, std::uintptr_t address, UnwindE
     }
     entry.instructions = reader;
     return address - entry.functionStart < size;
+}
+
+bool findFrameRules(const UnwindEntry& entry, std::uintptr_t address, FrameRules& rules)
+{
+    const CommonEntry& common = entry.common;
+    rules.copy(common.rules);
+    return applyInstructions(entry.instructions, common.factors, address - entry.functionStart,
+                             common.rules, rules);
 }
 
 } // namespace gpal::detail

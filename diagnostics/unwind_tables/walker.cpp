@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-#include "diagnostics/processor/x86_64/unwinder.h"
+#include "diagnostics/unwind_tables/unwinder.h"
 #include "here.h"
 
 namespace gpal::detail
@@ -106,8 +106,8 @@ Registers registersAround(std::uint64_t sp)
     const Here start = here();
     Unwinder unwinder(start.registers);
     Registers function = unwinder.registers();
-    while (sp >= function.value[RSP] && unwinder.step() == Unwinder::Step::CALLER) {
-        if (unwinder.registers().value[RSP] > sp) {
+    while (sp >= function.value[STACK_POINTER] && unwinder.step() == Unwinder::Step::CALLER) {
+        if (unwinder.registers().value[STACK_POINTER] > sp) {
             return function;
         }
         function = unwinder.registers();
@@ -126,7 +126,7 @@ int walkFrom(unsigned long pc, unsigned long sp, void** buffer, int max)
 {
     Registers start = registersAround(sp);
     start.value[PC] = pc;
-    start.value[RSP] = sp;
+    start.value[STACK_POINTER] = sp;
     return walk(start, buffer, max);
 }
 

@@ -1,13 +1,13 @@
 /// \file
 /// The small programs by which unwind tables describe unusual frames: of stubs that call another
 /// library, and of functions that align their stack.
-#ifndef GPAL_DIAGNOSTICS_X86_64_EXPRESSION_H
-#define GPAL_DIAGNOSTICS_X86_64_EXPRESSION_H
+#ifndef GPAL_DIAGNOSTICS_EXPRESSION_H
+#define GPAL_DIAGNOSTICS_EXPRESSION_H
 
 #include <optional>
 
-#include "diagnostics/processor/x86_64/registers.h"
 #include "diagnostics/thread_stack.h"
+#include "registers.h"
 
 namespace gpal::detail
 {

@@ -1,11 +1,12 @@
 /// \file
-/// Finds what the compiler wrote down about the frames of a function.
-#ifndef GPAL_DIAGNOSTICS_X86_64_UNWIND_TABLES_H
-#define GPAL_DIAGNOSTICS_X86_64_UNWIND_TABLES_H
+/// Finds what the compiler wrote down about the frames of a function, in `.eh_frame`.
+#ifndef GPAL_DIAGNOSTICS_ENTRIES_H
+#define GPAL_DIAGNOSTICS_ENTRIES_H
 
 #include <cstdint>
 
-#include "diagnostics/processor/x86_64/byte_reader.h"
+#include "diagnostics/unwind_tables/byte_reader.h"
+#include "diagnostics/unwind_tables/frame_rules.h"
 
 namespace gpal::detail
 {
@@ -23,16 +24,18 @@ struct LoadedObject {
 /// The object at \p address; one that holds nothing when there is none. Takes no lock.
 LoadedObject loadedObjectAt(std::uintptr_t address);
 
+/// The search table in \p index, which ends before \p end; empty when it is none in the usual form.
+ByteReader searchTableIn(const std::uint8_t* index, const std::uint8_t* end);
+
 /// What the entries of many functions have in common.
 struct CommonEntry {
     const std::uint8_t* position = nullptr;
     bool isKnown = false; ///< in a form that compilers for this processor write
     bool isAugmented = false;
     bool isSignalTrampoline = false;
-    std::uint64_t addressSize = 8;
-    std::uint64_t codeAlignment = 1;
-    std::uint64_t dataAlignment = 1; ///< negative, as a number to multiply with, wrapping
-    ByteReader instructions{nullptr, nullptr};
+    std::uint64_t addressSize = 0;
+    Factors factors;
+    FrameRules rules = NO_RULES; ///< at the start of a function
 };
 
 /// What is known about the frames of one function.
@@ -46,6 +49,10 @@ struct UnwindEntry {
 /// one in a format that compilers for this processor do not write. The common part that was left in
 /// \p entry by the last search, in whichever object of this walk, is not read again.
 bool findUnwindEntry(const LoadedObject& object, std::uintptr_t address, UnwindEntry& entry);
+
+/// Finds the rules at \p address in the function of \p entry. Returns false when they are in a form
+/// that compilers for this processor do not write.
+bool findFrameRules(const UnwindEntry& entry, std::uintptr_t address, FrameRules& rules);
 
 } // namespace gpal::detail
 

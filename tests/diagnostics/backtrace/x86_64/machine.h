@@ -1,0 +1,40 @@
+/// \file
+/// What tests have to know of this processor.
+#ifndef GPAL_TESTS_DIAGNOSTICS_MACHINE_H
+#define GPAL_TESTS_DIAGNOSTICS_MACHINE_H
+
+#include <ucontext.h>
+
+constexpr bool CALLS_KEEP_THE_RETURN_ADDRESS_IN_A_REGISTER = false;
+
+/// Sets the two variables to the program counter and the stack pointer here.
+#define TAKE_PLACE(pc, sp)                                                                         \
+    asm volatile("1: leaq 1b(%%rip), %0\n\tmovq %%rsp, %1" : "=r"(pc), "=r"(sp))
+
+inline void setProgramCounter(ucontext_t& context, unsigned long value)
+{
+    context.uc_mcontext.gregs[REG_RIP] = static_cast<greg_t>(value);
+}
+
+/// Sets the stack pointer only.
+inline void setStackPointer(ucontext_t& context, unsigned long value)
+{
+    context.uc_mcontext.gregs[REG_RSP] = static_cast<greg_t>(value);
+}
+
+inline void setFramePointer(ucontext_t& context, unsigned long value)
+{
+    context.uc_mcontext.gregs[REG_RBP] = static_cast<greg_t>(value);
+}
+
+extern "C" {
+
+/// Writes to the address \p argument; a leaf without unwind table, behind a function that has one.
+int leafWithoutTable(void* argument);
+
+/// Calls a null pointer. Its last instruction is the call: the return address is not its own any
+/// more.
+[[noreturn]] void neverReturns();
+}
+
+#endif
