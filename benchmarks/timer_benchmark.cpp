@@ -158,6 +158,36 @@ BENCHMARK(armDisarm<RawTimer>)
     ->MeasureProcessCPUTime()
     ->UseRealTime();
 
+/// The same beside very many others, with time for the monitor to fall asleep again after each
+/// pair, so that its passes are counted too.
+template <typename Timer>
+void pacedPair(benchmark::State& state)
+{
+    constexpr timespec UNTIL_THE_MONITOR_SLEEPS{0, 300000};
+    std::deque<Timer> others;
+    for (int index = 0; index < state.range(0); ++index) {
+        others.emplace_back(LONG_INTERVAL_MS, [] {}).start();
+    }
+    Timer timer(LONG_INTERVAL_MS, [] {});
+    for (auto _ : state) {
+        timer.start();
+        timer.stop();
+        nanosleep(&UNTIL_THE_MONITOR_SLEEPS, nullptr);
+    }
+}
+BENCHMARK(pacedPair<LayerTimer>)
+    ->Name("pacedPair/layer")
+    ->Arg(1000)
+    ->Iterations(200)
+    ->MeasureProcessCPUTime()
+    ->UseRealTime();
+BENCHMARK(pacedPair<HandTimer>)
+    ->Name("pacedPair/hand")
+    ->Arg(1000)
+    ->Iterations(200)
+    ->MeasureProcessCPUTime()
+    ->UseRealTime();
+
 /// 100 timers that fall due while the monitor is in the callback of another one; the time from
 /// that callback's end to the last of them.
 template <typename Timer>
