@@ -1,6 +1,8 @@
 /// \file
 /// One-shot timers. "layer" is the layer's monitor thread, "hand" a minimal monitor thread of this
-/// program with the kernel's default timer slack (hand_timers.h), "raw" a POSIX timer.
+/// program with the kernel's default timer slack (hand_timers.h), "raw" a POSIX timer. All threads
+/// share one core, as on the device: where there are more, chance decides whether the monitor is
+/// awake before a pair is over.
 #include <algorithm>
 #include <benchmark/benchmark.h>
 #include <deque>
@@ -16,6 +18,7 @@
 #include <gpal/osTimerThread.h>
 
 #include "hand_timers.h"
+#include "support.h"
 
 namespace
 {
@@ -126,6 +129,7 @@ private:
 template <typename Timer>
 void armDisarm(benchmark::State& state)
 {
+    const support::OneCore oneCore;
     std::deque<Timer> others;
     for (int index = 0; index < state.range(0); ++index) {
         others.emplace_back(LONG_INTERVAL_MS, [] {}).start();
@@ -163,6 +167,7 @@ BENCHMARK(armDisarm<RawTimer>)
 template <typename Timer>
 void pacedPair(benchmark::State& state)
 {
+    const support::OneCore oneCore;
     constexpr timespec UNTIL_THE_MONITOR_SLEEPS{0, 300000};
     std::deque<Timer> others;
     for (int index = 0; index < state.range(0); ++index) {
@@ -193,6 +198,7 @@ BENCHMARK(pacedPair<HandTimer>)
 template <typename Timer>
 void manyDueAtOnce(benchmark::State& state)
 {
+    const support::OneCore oneCore;
     constexpr int DUE = 100;
     constexpr int AFTER_THE_GATE_MS = 10;
     constexpr timespec UNTIL_ALL_ARE_DUE{0, 30000000};
@@ -227,6 +233,7 @@ BENCHMARK(manyDueAtOnce<HandTimer>)->Name("manyDueAtOnce/hand")->UseManualTime()
 template <typename Timer>
 void lateness(benchmark::State& state)
 {
+    const support::OneCore oneCore;
     constexpr int TIMERS = 16;
     constexpr int APART_MS = 3;
     Expiries expiries;
