@@ -104,7 +104,7 @@ public:
 /// to one pass and no fewer.
 void letTheMonitorSleep()
 {
-    constexpr timespec PAUSE{0, 5000000};
+    constexpr timespec PAUSE{0, 10000000};
     nanosleep(&PAUSE, nullptr);
 }
 
