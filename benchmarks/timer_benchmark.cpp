@@ -1,6 +1,8 @@
 /// \file
 /// One-shot timers. "layer" is the layer's monitor thread, "hand" a minimal monitor thread of this
-/// program with the kernel's default timer slack (hand_timers.h), "raw" a POSIX timer.
+/// program with the kernel's default timer slack (hand_timers.h), "raw" a POSIX timer. All threads
+/// share one core, as on the device: where there are more, chance decides whether the monitor is
+/// awake before a pair is over.
 #include <algorithm>
 #include <benchmark/benchmark.h>
 #include <deque>
@@ -16,6 +18,7 @@
 #include <gpal/osTimerThread.h>
 
 #include "hand_timers.h"
+#include "support.h"
 
 namespace
 {
@@ -126,6 +129,7 @@ private:
 template <typename Timer>
 void armDisarm(benchmark::State& state)
 {
+    const support::OneCore oneCore;
     std::deque<Timer> others;
     for (int index = 0; index < state.range(0); ++index) {
         others.emplace_back(LONG_INTERVAL_MS, [] {}).start();
@@ -158,11 +162,43 @@ BENCHMARK(armDisarm<RawTimer>)
     ->MeasureProcessCPUTime()
     ->UseRealTime();
 
+/// The same beside very many others, with time for the monitor to fall asleep again after each
+/// pair, so that its passes are counted too.
+template <typename Timer>
+void pacedPair(benchmark::State& state)
+{
+    const support::OneCore oneCore;
+    constexpr timespec UNTIL_THE_MONITOR_SLEEPS{0, 300000};
+    std::deque<Timer> others;
+    for (int index = 0; index < state.range(0); ++index) {
+        others.emplace_back(LONG_INTERVAL_MS, [] {}).start();
+    }
+    Timer timer(LONG_INTERVAL_MS, [] {});
+    for (auto _ : state) {
+        timer.start();
+        timer.stop();
+        nanosleep(&UNTIL_THE_MONITOR_SLEEPS, nullptr);
+    }
+}
+BENCHMARK(pacedPair<LayerTimer>)
+    ->Name("pacedPair/layer")
+    ->Arg(1000)
+    ->Iterations(200)
+    ->MeasureProcessCPUTime()
+    ->UseRealTime();
+BENCHMARK(pacedPair<HandTimer>)
+    ->Name("pacedPair/hand")
+    ->Arg(1000)
+    ->Iterations(200)
+    ->MeasureProcessCPUTime()
+    ->UseRealTime();
+
 /// 100 timers that fall due while the monitor is in the callback of another one; the time from
 /// that callback's end to the last of them.
 template <typename Timer>
 void manyDueAtOnce(benchmark::State& state)
 {
+    const support::OneCore oneCore;
     constexpr int DUE = 100;
     constexpr int AFTER_THE_GATE_MS = 10;
     constexpr timespec UNTIL_ALL_ARE_DUE{0, 30000000};
@@ -197,6 +233,7 @@ BENCHMARK(manyDueAtOnce<HandTimer>)->Name("manyDueAtOnce/hand")->UseManualTime()
 template <typename Timer>
 void lateness(benchmark::State& state)
 {
+    const support::OneCore oneCore;
     constexpr int TIMERS = 16;
     constexpr int APART_MS = 3;
     Expiries expiries;

@@ -216,6 +216,31 @@ int Semaphore::give()
     });
 }
 
+bool Semaphore::enter()
+{
+    pthread_mutex_lock(&m_stateMutex);
+    if (m_count < 1 || m_waitingCount != 0) {
+        pthread_mutex_unlock(&m_stateMutex);
+        return false;
+    }
+    m_takeCount += 1;
+    return true;
+}
+
+void Semaphore::leave()
+{
+    m_giveCount += 1;
+    m_owner = 0;
+    pthread_mutex_unlock(&m_stateMutex);
+}
+
+void Semaphore::stay()
+{
+    m_owner = pthread_self();
+    m_count -= 1;
+    pthread_mutex_unlock(&m_stateMutex);
+}
+
 void Semaphore::displayInfo()
 {
     gpal::detail::SemaphoreDump dump("Semaphore", this);

@@ -6,7 +6,10 @@
 #include <algorithm>
 #include <atomic>
 #include <cstddef>
+#include <iterator>
 #include <vector>
+
+#include "timers/TimerSlack.h"
 
 class osThreadBasedTimer;
 
@@ -29,14 +32,15 @@ public:
         publishSize();
     }
 
-    /// Takes out one timer, keeping the others in order; false if it is not in the list.
+    /// Takes out one timer, keeping the others in order; false if it is not in the list. Searched
+    /// from the end, where the monitor serves and where timers are that were just armed.
     bool remove(const osThreadBasedTimer* timer)
     {
-        const auto found = std::find(m_timers.begin(), m_timers.end(), timer);
-        if (found == m_timers.end()) {
+        const auto found = std::find(m_timers.rbegin(), m_timers.rend(), timer);
+        if (found == m_timers.rend()) {
             return false;
         }
-        m_timers.erase(found);
+        m_timers.erase(std::next(found).base());
         publishSize();
         return true;
     }
@@ -47,7 +51,13 @@ public:
         publishSize();
     }
 
-    osThreadBasedTimer* operator[](std::size_t index) const { return m_timers[index]; }
+    osThreadBasedTimer* operator[](int index) const
+    {
+        return m_timers[static_cast<std::size_t>(index)];
+    }
+
+    /// Beside the list, as the monitor's own object has no room for it; of its thread only.
+    TimerSlack& slack() { return m_slack; }
 
     int size() const { return m_size.load(std::memory_order_relaxed); }
 
@@ -59,6 +69,7 @@ private:
 
     std::vector<osThreadBasedTimer*> m_timers;
     std::atomic<int> m_size{0};
+    TimerSlack m_slack;
 };
 
 } // namespace gpal::detail

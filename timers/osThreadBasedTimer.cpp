@@ -8,6 +8,7 @@
 
 #include "base/cancellation.h"
 #include "base/time_math.h"
+#include "timers/TimerSlack.h"
 
 namespace
 {
@@ -25,26 +26,59 @@ unsigned int takeNextId(unsigned int& counter)
     return next;
 }
 
-/// Holds a timer's lock for a scope. It is waited for with cancellation held off: a thread that was
-/// cancelled in there would stay counted as waiting, and nobody could take the lock at once any
-/// more, which for a lock is never.
+} // namespace
+
+namespace gpal::detail
+{
+
+/// Holds a timer's lock for a scope, which is no more than a moment unless a client is called. It
+/// is waited for with cancellation held off: a thread that was cancelled in there would stay
+/// counted as waiting, and nobody could take the lock at once any more, which for a lock is never.
 class FieldsLock
 {
 public:
-    explicit FieldsLock(Semaphore& lock) : m_lock(lock)
+    explicit FieldsLock(Semaphore& lock) : m_lock(lock), m_taken(!lock.enter())
     {
-        const gpal::detail::CancellationHeldOff whileWaiting;
-        m_lock.take(-1);
+        if (m_taken) {
+            const CancellationHeldOff whileWaiting;
+            m_lock.take(-1);
+        }
     }
     FieldsLock(const FieldsLock&) = delete;
     FieldsLock& operator=(const FieldsLock&) = delete;
-    ~FieldsLock() { m_lock.give(); }
+    ~FieldsLock()
+    {
+        if (m_taken) {
+            m_lock.give();
+        } else {
+            m_lock.leave();
+        }
+    }
+
+    /// For more than a moment: others can wait for the lock, and see that it is taken.
+    void stay()
+    {
+        if (!m_taken) {
+            m_lock.stay();
+            m_taken = true;
+        }
+    }
+
+    /// Has the processor fetch what the constructor will look at.
+    static void fetch(const Semaphore& lock)
+    {
+        __builtin_prefetch(&lock.m_takeCount, 1);
+        __builtin_prefetch(&lock.m_stateMutex, 1);
+    }
 
 private:
     Semaphore& m_lock;
+    bool m_taken;
 };
 
-} // namespace
+} // namespace gpal::detail
+
+using gpal::detail::FieldsLock;
 
 unsigned int osThreadBasedTimer::nextID = 0;
 osTimerThread* osThreadBasedTimer::m_timerManager = nullptr;
@@ -75,10 +109,16 @@ int osThreadBasedTimer::init(timeAble* callback, int intervalMs, osTimerIfc* own
 {
     m_callback = callback;
     m_owner = owner;
-    m_running = false;
+    setRunning(false);
     m_intervalMs = std::max(intervalMs, SHORTEST_INTERVAL_MS);
     m_id = static_cast<int>(takeNextId(nextID));
     return m_id;
+}
+
+/// The lock orders it for everybody but init, which has none and promises no order.
+void osThreadBasedTimer::setRunning(bool running)
+{
+    m_running.store(running, std::memory_order_relaxed);
 }
 
 bool osThreadBasedTimer::start()
@@ -88,13 +128,13 @@ bool osThreadBasedTimer::start()
     {
         const FieldsLock fields(m_lock);
         m_expiry = gpal::detail::sum(now, gpal::detail::fromMilliseconds(m_intervalMs));
-        m_running = true;
+        setRunning(true);
     }
     try {
         m_timerManager->add(this);
     } catch (const std::bad_alloc&) {
         const FieldsLock fields(m_lock);
-        m_running = false;
+        setRunning(false);
         throw;
     }
     return true;
@@ -104,7 +144,7 @@ bool osThreadBasedTimer::stop()
 {
     {
         const FieldsLock fields(m_lock);
-        m_running = false;
+        setRunning(false);
     }
     return m_timerManager->remove(this);
 }
@@ -129,22 +169,37 @@ int osThreadBasedTimer::id() const
 
 bool osThreadBasedTimer::timerEvent(timespec* now, timespec* next)
 {
+    return now != nullptr && next != nullptr && serve(*now, *next, nullptr);
+}
+
+/// Has the processor fetch what serve will look at. Timers lie scattered in memory, and a pass
+/// would spend most of its time waiting for them one by one.
+void osThreadBasedTimer::fetch() const
+{
+    FieldsLock::fetch(m_lock);
+    __builtin_prefetch(&m_expiry);
+}
+
+/// As timerEvent; a thread whose timer slack is given has its usual one when the client is called.
+bool osThreadBasedTimer::serve(const timespec& now, timespec& next, gpal::detail::TimerSlack* slack)
+{
     using gpal::detail::isEarlier;
-    if (now == nullptr || next == nullptr) {
-        return false;
-    }
-    const FieldsLock fields(m_lock);
-    if (isEarlier(*now, m_expiry)) {
-        const bool nextIsSet = next->tv_sec != 0 || next->tv_nsec != 0;
-        if (!nextIsSet || isEarlier(m_expiry, *next)) {
-            *next = m_expiry;
+    FieldsLock fields(m_lock);
+    if (isEarlier(now, m_expiry)) {
+        const bool nextIsSet = next.tv_sec != 0 || next.tv_nsec != 0;
+        if (!nextIsSet || isEarlier(m_expiry, next)) {
+            next = m_expiry;
         }
         return false;
     }
     timeAble* callback = m_callback;
     if (callback != nullptr && m_running) {
+        fields.stay();
+        if (slack != nullptr) {
+            slack->makeUsual();
+        }
         callback->timerExpired(m_owner);
     }
-    m_running = false;
+    setRunning(false);
     return true;
 }

@@ -1,7 +1,7 @@
 #include <gpal/osTimerThread.h>
 
 #include <algorithm>
-#include <sys/prctl.h>
+#include <typeinfo>
 
 #include <gpal/osThreadBasedTimer.h>
 #include <gpal/ProcessTypeString.h>
@@ -51,18 +51,6 @@ void reportClockJump(const timespec& before, const timespec& now)
                        static_cast<long>(jump.tv_sec));
     }
 }
-
-/// Gives the calling thread the smallest timer slack for a scope: the kernel may let an ordinary
-/// thread oversleep by 50 us to save wake-ups, and voice ticks ride on the monitor. Outside it has
-/// its usual slack, which is what the threads and processes that callbacks start inherit.
-class SmallestTimerSlack
-{
-public:
-    SmallestTimerSlack() { prctl(PR_SET_TIMERSLACK, 1UL); }
-    SmallestTimerSlack(const SmallestTimerSlack&) = delete;
-    SmallestTimerSlack& operator=(const SmallestTimerSlack&) = delete;
-    ~SmallestTimerSlack() { prctl(PR_SET_TIMERSLACK, 0UL); }
-};
 
 } // namespace
 
@@ -166,6 +154,7 @@ void osTimerThread::run()
         // here: that signal has been missed.
         while (m_stopping == 0 && !monitor()) {
         }
+        m_timers->slack().makeUsual();
     });
 }
 
@@ -195,7 +184,7 @@ bool osTimerThread::monitor()
 void osTimerThread::waitForWork()
 {
     if (m_timers->size() > 0) {
-        const SmallestTimerSlack whileAsleep;
+        m_timers->slack().makeLeast();
         pthread_cond_timedwait(&m_condition, &m_mutex, &m_deadline);
     } else {
         pthread_cond_wait(&m_condition, &m_mutex);
@@ -207,11 +196,26 @@ void osTimerThread::waitForWork()
 /// have dropped others too: no timer behind those is missed, some are asked twice.
 void osTimerThread::serveTimers()
 {
+    constexpr int FETCHED_AHEAD = 6;
     for (int index = m_timers->size(); index > 0; index = std::min(index, m_timers->size())) {
         --index;
-        osThreadBasedTimer* timer = (*m_timers)[static_cast<std::size_t>(index)];
-        if (timer->timerEvent(&m_now, &m_deadline)) {
+        osThreadBasedTimer* timer = (*m_timers)[index];
+        if (index >= FETCHED_AHEAD) {
+            (*m_timers)[index - FETCHED_AHEAD]->fetch();
+        }
+        if (serve(*timer)) {
             remove_locked(timer);
         }
     }
+}
+
+/// What a class of a client's own does when it is asked is not known before, nor what it starts.
+bool osTimerThread::serve(osThreadBasedTimer& timer)
+{
+    TimerSlack& slack = m_timers->slack();
+    if (typeid(timer) == typeid(osThreadBasedTimer)) {
+        return timer.serve(m_now, m_deadline, &slack);
+    }
+    slack.makeUsual();
+    return timer.timerEvent(&m_now, &m_deadline);
 }

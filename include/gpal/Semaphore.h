@@ -11,6 +11,11 @@
 #include <gpal/export.h>
 #include <gpal/semaphore_c_api.h>
 
+namespace gpal::detail
+{
+class FieldsLock;
+}
+
 /// Counting semaphore with an optional upper bound, an optional reentrant mode and a time limit for
 /// `take`. The layer's usual lock is `Semaphore(1, 1, false)` under a `CriticalSection`.
 ///
@@ -120,7 +125,18 @@ protected:
     /// \endcond
 
 private:
+    friend class gpal::detail::FieldsLock;
+
     GPAL_INTERNAL Semaphore(int initialCount, int maxCount, bool reentrant, int isWaitObject);
+
+    /// A take and a give of one that is not reentrant, in one: the state's lock is held from
+    /// `enter` to `leave`, for work of a few instructions that can't block, fail or be cancelled.
+    /// `enter` returns false, with nothing changed, where `take` would have to wait; after `stay`,
+    /// in place of `leave`, the caller has taken a unit as any other.
+    GPAL_INTERNAL bool enter();
+    GPAL_INTERNAL void leave();
+    GPAL_INTERNAL void stay();
+
     GPAL_INTERNAL __attribute__((noinline)) int takeLater(int timeoutMs);
     GPAL_INTERNAL bool waitForUnit(unsigned long self, int timeoutMs);
     GPAL_INTERNAL bool waitForSignal(int timeoutMs);

@@ -13,6 +13,11 @@ class osTimerIfc;
 class osTimerThread;
 class timeAble;
 
+namespace gpal::detail
+{
+class TimerSlack;
+}
+
 /// The timer behind `osTimer`. Expiries are kept on the monotonic clock. The operations mean what
 /// they mean in `osTimerIfc`; they use the monitor that `m_timerManager` points to, which must
 /// exist before a timer is armed, stopped or destroyed.
@@ -54,6 +59,12 @@ public:
     static osTimerThread* m_timerManager;
 
 private:
+    friend class osTimerThread;
+
+    GPAL_INTERNAL void fetch() const;
+    GPAL_INTERNAL void setRunning(bool running);
+    GPAL_INTERNAL bool serve(const timespec& now, timespec& next, gpal::detail::TimerSlack* slack);
+
     std::atomic<int> m_id;
     Semaphore m_lock; ///< held over m_running and m_expiry, and during a callback
     std::atomic<timeAble*> m_callback;

@@ -85,6 +85,7 @@ public:
 private:
     GPAL_INTERNAL void waitForWork();
     GPAL_INTERNAL void serveTimers();
+    GPAL_INTERNAL bool serve(osThreadBasedTimer& timer);
 
     std::unique_ptr<gpal::detail::TimerList>
         m_timers; ///< armed timers in the order in which they were added

@@ -27,6 +27,24 @@ namespace
 
 using TimerMonitor = timertest::MonitorFixture;
 
+/// Notes the slack of the thread that serves it; is never due.
+class SlackNotingTimer : public osThreadBasedTimer
+{
+public:
+    ~SlackNotingTimer() override { stop(); }
+
+    bool timerEvent(timespec* now, timespec* next) override
+    {
+        *next = {now->tv_sec + 1000, 1};
+        m_slack = prctl(PR_GET_TIMERSLACK);
+        m_passes += 1;
+        return false;
+    }
+
+    std::atomic<int> m_slack{0};
+    std::atomic<int> m_passes{0};
+};
+
 } // namespace
 
 TEST_F(TimerMonitor, registersItselfAndHasNoThreadUntilStarted)
@@ -129,6 +147,23 @@ TEST(TimerSlack, isTheLeastWhileTheMonitorSleepsAndTheUsualOneForWhatCallbacksSt
     EXPECT_EQ(ofThread, USUAL);
     EXPECT_EQ(childStatus, 0);
     EXPECT_EQ(prctl(PR_GET_TIMERSLACK), USUAL);
+}
+
+TEST(TimerSlack, isTheUsualOneForTimersOfClassesOfTheClientsOwn)
+{
+    constexpr int USUAL = 777777;
+    if (prctl(PR_SET_TIMERSLACK, static_cast<unsigned long>(USUAL)) != 0 ||
+        prctl(PR_GET_TIMERSLACK) != USUAL) {
+        GTEST_SKIP() << "no timer slack here";
+    }
+    Monitor monitor;
+    monitor.start();
+    SlackNotingTimer timer;
+    for (int pass = 1; pass <= 3; ++pass) {
+        monitor.add(&timer);
+        EXPECT_TRUE(timertest::soon([&] { return timer.m_passes >= pass; }));
+        EXPECT_EQ(timer.m_slack, USUAL) << "in pass " << pass;
+    }
 }
 
 TEST_F(TimerMonitor, addWakesTheMonitorAlsoForATimerThatIsInTheListAlready)
