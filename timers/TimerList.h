@@ -7,6 +7,7 @@
 #include <atomic>
 #include <cstddef>
 #include <iterator>
+#include <pthread.h>
 #include <vector>
 
 #include "timers/TimerSlack.h"
@@ -56,12 +57,34 @@ public:
         return m_timers[static_cast<std::size_t>(index)];
     }
 
+    /// For a scope, the calling thread holds the list and calls clients back.
+    class Serving
+    {
+    public:
+        explicit Serving(TimerList& list) : m_list(list) { m_list.m_servedBy = pthread_self(); }
+        Serving(const Serving&) = delete;
+        Serving& operator=(const Serving&) = delete;
+        ~Serving() { m_list.m_servedBy = NOBODY; }
+
+    private:
+        TimerList& m_list;
+    };
+
+    /// Whether \p thread calls clients back. It can be asked without the list's lock by that
+    /// thread.
+    bool isServedBy(unsigned long thread) const
+    {
+        return m_servedBy.load(std::memory_order_relaxed) == thread;
+    }
+
     /// Beside the list, as the monitor's own object has no room for it; of its thread only.
     TimerSlack& slack() { return m_slack; }
 
     int size() const { return m_size.load(std::memory_order_relaxed); }
 
 private:
+    static constexpr unsigned long NOBODY = 0;
+
     void publishSize()
     {
         m_size.store(static_cast<int>(m_timers.size()), std::memory_order_relaxed);
@@ -69,6 +92,7 @@ private:
 
     std::vector<osThreadBasedTimer*> m_timers;
     std::atomic<int> m_size{0};
+    std::atomic<unsigned long> m_servedBy{NOBODY};
     TimerSlack m_slack;
 };
 

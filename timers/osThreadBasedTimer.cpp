@@ -8,6 +8,7 @@
 
 #include "base/cancellation.h"
 #include "base/time_math.h"
+#include "timers/EndlessWait.h"
 #include "timers/TimerSlack.h"
 
 namespace
@@ -37,9 +38,12 @@ namespace gpal::detail
 class FieldsLock
 {
 public:
-    explicit FieldsLock(Semaphore& lock) : m_lock(lock), m_taken(!lock.enter())
+    FieldsLock(Semaphore& lock, int timerId) : m_lock(lock), m_taken(!lock.enter())
     {
         if (m_taken) {
+            if (lock.m_owner == pthread_self()) {
+                reportEndlessWait(timerId);
+            }
             const CancellationHeldOff whileWaiting;
             m_lock.take(-1);
         }
@@ -62,13 +66,6 @@ public:
             m_lock.stay();
             m_taken = true;
         }
-    }
-
-    /// Has the processor fetch what the constructor will look at.
-    static void fetch(const Semaphore& lock)
-    {
-        __builtin_prefetch(&lock.m_takeCount, 1);
-        __builtin_prefetch(&lock.m_stateMutex, 1);
     }
 
 private:
@@ -126,14 +123,14 @@ bool osThreadBasedTimer::start()
     timespec now{};
     clock_gettime(CLOCK_MONOTONIC, &now);
     {
-        const FieldsLock fields(m_lock);
+        const FieldsLock fields(m_lock, m_id);
         m_expiry = gpal::detail::sum(now, gpal::detail::fromMilliseconds(m_intervalMs));
         setRunning(true);
     }
     try {
         m_timerManager->add(this);
     } catch (const std::bad_alloc&) {
-        const FieldsLock fields(m_lock);
+        const FieldsLock fields(m_lock, m_id);
         setRunning(false);
         throw;
     }
@@ -143,7 +140,7 @@ bool osThreadBasedTimer::start()
 bool osThreadBasedTimer::stop()
 {
     {
-        const FieldsLock fields(m_lock);
+        const FieldsLock fields(m_lock, m_id);
         setRunning(false);
     }
     return m_timerManager->remove(this);
@@ -151,7 +148,7 @@ bool osThreadBasedTimer::stop()
 
 bool osThreadBasedTimer::isRunning()
 {
-    const FieldsLock fields(m_lock);
+    const FieldsLock fields(m_lock, m_id);
     return m_running;
 }
 
@@ -172,19 +169,11 @@ bool osThreadBasedTimer::timerEvent(timespec* now, timespec* next)
     return now != nullptr && next != nullptr && serve(*now, *next, nullptr);
 }
 
-/// Has the processor fetch what serve will look at. Timers lie scattered in memory, and a pass
-/// would spend most of its time waiting for them one by one.
-void osThreadBasedTimer::fetch() const
-{
-    FieldsLock::fetch(m_lock);
-    __builtin_prefetch(&m_expiry);
-}
-
 /// As timerEvent; a thread whose timer slack is given has its usual one when the client is called.
 bool osThreadBasedTimer::serve(const timespec& now, timespec& next, gpal::detail::TimerSlack* slack)
 {
     using gpal::detail::isEarlier;
-    FieldsLock fields(m_lock);
+    FieldsLock fields(m_lock, m_id);
     if (isEarlier(now, m_expiry)) {
         const bool nextIsSet = next.tv_sec != 0 || next.tv_nsec != 0;
         if (!nextIsSet || isEarlier(m_expiry, next)) {

@@ -11,6 +11,7 @@
 #include "base/console.h"
 #include "base/locked.h"
 #include "base/time_math.h"
+#include "timers/EndlessWait.h"
 #include "timers/TimerList.h"
 
 using namespace gpal::detail;
@@ -97,6 +98,7 @@ bool osTimerThread::add(osThreadBasedTimer* timer)
     if (timer == nullptr) {
         return false;
     }
+    reportIfCallback(timer);
     return locked(m_mutex, [this, timer] {
         const bool added = !m_timers->contains(timer);
         if (added) {
@@ -109,6 +111,7 @@ bool osTimerThread::add(osThreadBasedTimer* timer)
 
 bool osTimerThread::remove(osThreadBasedTimer* timer)
 {
+    reportIfCallback(timer);
     return locked(m_mutex, [this, timer] {
         const bool removed = remove_locked(timer);
         if (removed) {
@@ -116,6 +119,13 @@ bool osTimerThread::remove(osThreadBasedTimer* timer)
         }
         return removed;
     });
+}
+
+void osTimerThread::reportIfCallback(const osThreadBasedTimer* timer) const
+{
+    if (m_timers->isServedBy(pthread_self())) {
+        reportEndlessWait(timer != nullptr ? timer->id() : -1);
+    }
 }
 
 bool osTimerThread::remove_locked(osThreadBasedTimer* timer)
@@ -196,13 +206,10 @@ void osTimerThread::waitForWork()
 /// have dropped others too: no timer behind those is missed, some are asked twice.
 void osTimerThread::serveTimers()
 {
-    constexpr int FETCHED_AHEAD = 6;
+    const TimerList::Serving serving(*m_timers);
     for (int index = m_timers->size(); index > 0; index = std::min(index, m_timers->size())) {
         --index;
         osThreadBasedTimer* timer = (*m_timers)[index];
-        if (index >= FETCHED_AHEAD) {
-            (*m_timers)[index - FETCHED_AHEAD]->fetch();
-        }
         if (serve(*timer)) {
             remove_locked(timer);
         }

@@ -61,7 +61,6 @@ public:
 private:
     friend class osTimerThread;
 
-    GPAL_INTERNAL void fetch() const;
     GPAL_INTERNAL void setRunning(bool running);
     GPAL_INTERNAL bool serve(const timespec& now, timespec& next, gpal::detail::TimerSlack* slack);
 

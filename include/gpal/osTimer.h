@@ -19,8 +19,9 @@ public:
     /// result is ignored.
     ///
     /// Runs on the timer monitor's thread with its locks held. It must not start, stop, reset or
-    /// delete any timer, nor ask the expiring one `isRunning` (the monitor would block for ever),
-    /// and should hand the event to another thread: every other timer waits meanwhile.
+    /// delete any timer, nor ask the expiring one `isRunning`: that blocks the monitor for ever,
+    /// and a line at error severity in the system log, with the timer's id, is all that tells of
+    /// it. It should hand the event to another thread: every other timer waits meanwhile.
     virtual int timerExpired(osTimerIfc* timer) = 0;
 };
 

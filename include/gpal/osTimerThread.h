@@ -29,7 +29,8 @@ class TimerList;
 /// seconds and more are reported on standard output.
 ///
 /// Meant for tens of timers: the list is searched linearly. `add` and `remove` may be called from
-/// any thread but in no callback, which runs with the list locked; `numItems` anywhere.
+/// any thread but in no callback, which runs with the list locked: they block for ever there, and
+/// say so in the system log before. `numItems` may be called anywhere.
 ///
 /// The thread sleeps with the smallest timer slack (`PR_SET_TIMERSLACK`), so that timers expire as
 /// exactly as the kernel can make them. While callbacks run it has the slack of the thread that
@@ -86,6 +87,7 @@ private:
     GPAL_INTERNAL void waitForWork();
     GPAL_INTERNAL void serveTimers();
     GPAL_INTERNAL bool serve(osThreadBasedTimer& timer);
+    GPAL_INTERNAL void reportIfCallback(const osThreadBasedTimer* timer) const;
 
     std::unique_ptr<gpal::detail::TimerList>
         m_timers; ///< armed timers in the order in which they were added
