@@ -4,7 +4,7 @@
 set -eu
 headers=$1
 status=0
-interfaces=$(sed -n 's/^class GPAL_API \([A-Za-z]*Ifc\)$/\1/p' "$headers"/*.h)
+interfaces=$(sed -n 's/^class \(GPAL_API \)*\([A-Za-z]*Ifc\)\( : .*\)*$/\2/p' "$headers"/*.h)
 [ -n "$interfaces" ] || { echo "no interfaces found in $headers"; exit 1; }
 for interface in $interfaces timeAble Threadable; do
     grep -q "^class Mock[A-Za-z]* : public $interface\$" "$headers"/testing/Mock*.h ||

@@ -3,6 +3,8 @@
 #ifndef GPAL_TESTING_BODYCANCELLED_H
 #define GPAL_TESTING_BODYCANCELLED_H
 
+#include <atomic>
+
 namespace gpal::testing
 {
 
@@ -15,6 +17,14 @@ namespace gpal::testing
 /// that handlers for those do not stop it.
 struct BodyCancelled {
 };
+
+namespace detail
+{
+
+/// How many bodies run in `ManualThreads`, which catch `BodyCancelled`.
+inline std::atomic<int> runningBodies{0};
+
+} // namespace detail
 
 } // namespace gpal::testing
 

@@ -140,10 +140,15 @@ private:
         Running(std::deque<unsigned long>& list, unsigned long threadId) : m_list(list)
         {
             m_list.push_back(threadId);
+            detail::runningBodies += 1;
         }
         Running(const Running&) = delete;
         Running& operator=(const Running&) = delete;
-        ~Running() { m_list.pop_back(); }
+        ~Running()
+        {
+            m_list.pop_back();
+            detail::runningBodies -= 1;
+        }
 
     private:
         std::deque<unsigned long>& m_list;
