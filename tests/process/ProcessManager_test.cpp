@@ -6,10 +6,12 @@
 
 #include <gpal/Process.h>
 #include <gpal/ProcessTypeString.h>
+#include <gpal/testing/MockProcesses.h>
 
 #include "support/layer_threads.h"
 #include "support/slots.h"
 
+using gpal::testing::MockPrioritySetter;
 using support::callSlot;
 using testing::ElementsAre;
 using testing::Return;
@@ -22,16 +24,6 @@ static_assert(std::has_virtual_destructor_v<ProcessManager>);
 
 namespace
 {
-
-class MockSetter : public PrioritySetter
-{
-public:
-    MOCK_METHOD(int, setThreadPriority, (std::string name, unsigned long threadId), (override));
-    MOCK_METHOD(int, setProcessPriority, (std::string type, int pid), (override));
-    MOCK_METHOD(int, requestThreadPriority, (std::string name, unsigned long threadId, int nice),
-                (override));
-    MOCK_METHOD(int, requestProcessPriority, (std::string type, int pid, int nice), (override));
-};
 
 class SetterOutside : public PrioritySetter
 {
@@ -170,7 +162,7 @@ TEST(ProcessManager, turnsLevelsIntoNiceValues)
 
 TEST(ProcessManager, requestsALevelOfAThreadUnderTheGenericTypeAndReturnsTheAnswer)
 {
-    StrictMock<MockSetter> setter;
+    StrictMock<MockPrioritySetter> setter;
     ProcessManager manager(&setter);
     EXPECT_CALL(setter, requestThreadPriority(ProcessTypeString::GENERIC_THREAD, 4711UL, -16))
         .WillOnce(Return(-7));
@@ -182,7 +174,7 @@ TEST(ProcessManager, requestsALevelOfAThreadUnderTheGenericTypeAndReturnsTheAnsw
 
 TEST(ProcessManager, requestsTheLevelOfABodyUnderTheBodysType)
 {
-    StrictMock<MockSetter> setter;
+    StrictMock<MockPrioritySetter> setter;
     ProcessManager manager(&setter);
     const int niceValues[] = {9, 0, -10, -10, -16, 0};
     for (int level = 0; level <= 5; ++level) {
@@ -195,7 +187,7 @@ TEST(ProcessManager, requestsTheLevelOfABodyUnderTheBodysType)
 
 TEST(ProcessManager, announcesAThreadByNameWithoutRequestingAnything)
 {
-    StrictMock<MockSetter> setter;
+    StrictMock<MockPrioritySetter> setter;
     ProcessManager manager(&setter);
     for (const int answer : {-1, 0, 19}) {
         EXPECT_CALL(setter, setThreadPriority("ringer", 4711UL)).WillOnce(Return(answer));
@@ -205,7 +197,7 @@ TEST(ProcessManager, announcesAThreadByNameWithoutRequestingAnything)
 
 TEST(ProcessManager, doesNothingWhenAThreadIsRemoved)
 {
-    StrictMock<MockSetter> setter;
+    StrictMock<MockPrioritySetter> setter;
     ProcessManager manager(&setter);
     EXPECT_EQ(0, manager.removeThread(4711));
     EXPECT_EQ(0, manager.removeThread(-1));
@@ -213,7 +205,7 @@ TEST(ProcessManager, doesNothingWhenAThreadIsRemoved)
 
 TEST(ProcessManager, announcesAProcessByItsTypeAndId)
 {
-    StrictMock<MockSetter> setter;
+    StrictMock<MockPrioritySetter> setter;
     ProcessManager manager(&setter);
     NamedProcess process;
     for (const int answer : {-1, 0, 5}) {

@@ -38,38 +38,38 @@ class VirtualTimersTest : public testing::Test
 protected:
     Timer newTimer(int intervalMs)
     {
-        Timer timer(timers.getTimer());
-        timer->init(&expiries, intervalMs);
+        Timer timer(m_timers.getTimer());
+        timer->init(&m_expiries, intervalMs);
         return timer;
     }
 
-    VirtualTimers timers;
-    Expiries expiries;
+    VirtualTimers m_timers;
+    Expiries m_expiries;
 };
 
 TEST_F(VirtualTimersTest, expireWhenTheTestLetsTheTimePass)
 {
     const Timer timer = newTimer(200);
     timer->start();
-    timers.advance(199);
+    m_timers.advance(199);
     EXPECT_TRUE(timer->isRunning());
-    EXPECT_THAT(expiries.ids, ElementsAre());
+    EXPECT_THAT(m_expiries.ids, ElementsAre());
 
-    timers.advance(1);
+    m_timers.advance(1);
     EXPECT_FALSE(timer->isRunning());
-    EXPECT_THAT(expiries.ids, ElementsAre(timer->id()));
+    EXPECT_THAT(m_expiries.ids, ElementsAre(timer->id()));
 }
 
 TEST_F(VirtualTimersTest, expireOnceAndAreArmedAnewByTheApplication)
 {
     const Timer timer = newTimer(100);
     timer->start();
-    timers.advance(1000);
-    EXPECT_EQ(expiries.ids.size(), 1U);
+    m_timers.advance(1000);
+    EXPECT_EQ(m_expiries.ids.size(), 1U);
 
     timer->start();
-    timers.advance(100);
-    EXPECT_EQ(expiries.ids.size(), 2U);
+    m_timers.advance(100);
+    EXPECT_EQ(m_expiries.ids.size(), 2U);
 }
 
 TEST_F(VirtualTimersTest, callBackInTheOrderOfTheirExpiries)
@@ -78,8 +78,8 @@ TEST_F(VirtualTimersTest, callBackInTheOrderOfTheirExpiries)
     const Timer early = newTimer(100);
     late->start();
     early->start();
-    timers.advance(300);
-    EXPECT_THAT(expiries.ids, ElementsAre(early->id(), late->id()));
+    m_timers.advance(300);
+    EXPECT_THAT(m_expiries.ids, ElementsAre(early->id(), late->id()));
 }
 
 TEST_F(VirtualTimersTest, callBackTheLastArmedFirstOfThoseDueTogether)
@@ -88,42 +88,42 @@ TEST_F(VirtualTimersTest, callBackTheLastArmedFirstOfThoseDueTogether)
     const Timer second = newTimer(100);
     first->start();
     second->start();
-    timers.advance(100);
-    EXPECT_THAT(expiries.ids, ElementsAre(second->id(), first->id()));
+    m_timers.advance(100);
+    EXPECT_THAT(m_expiries.ids, ElementsAre(second->id(), first->id()));
 }
 
 TEST_F(VirtualTimersTest, callBackInTheThreadThatAdvancesTheClock)
 {
     std::thread::id thread;
-    expiries.also = [&](osTimerIfc&) { thread = std::this_thread::get_id(); };
+    m_expiries.also = [&](osTimerIfc&) { thread = std::this_thread::get_id(); };
     const Timer timer = newTimer(50);
     timer->start();
-    timers.advance(50);
+    m_timers.advance(50);
     EXPECT_EQ(thread, std::this_thread::get_id());
 }
 
 TEST_F(VirtualTimersTest, tellTheTimeThatHasPassed)
 {
     std::vector<long long> times;
-    expiries.also = [&](osTimerIfc&) { times.push_back(timers.now()); };
+    m_expiries.also = [&](osTimerIfc&) { times.push_back(m_timers.now()); };
     const Timer one = newTimer(60);
     const Timer other = newTimer(70);
     one->start();
     other->start();
-    timers.advance(100);
+    m_timers.advance(100);
     EXPECT_THAT(times, ElementsAre(60, 70));
-    EXPECT_EQ(timers.now(), 100);
-    timers.advance(-5);
-    EXPECT_EQ(timers.now(), 100);
+    EXPECT_EQ(m_timers.now(), 100);
+    m_timers.advance(-5);
+    EXPECT_EQ(m_timers.now(), 100);
 }
 
 TEST_F(VirtualTimersTest, canBeUsedByOtherThreads)
 {
     const Timer timer = newTimer(50);
     std::thread([&] { timer->start(); }).join();
-    EXPECT_EQ(timers.armed(), 1U);
-    timers.advance(50);
-    EXPECT_THAT(expiries.ids, ElementsAre(timer->id()));
+    EXPECT_EQ(m_timers.armed(), 1U);
+    m_timers.advance(50);
+    EXPECT_THAT(m_expiries.ids, ElementsAre(timer->id()));
 }
 
 TEST_F(VirtualTimersTest, mayOutliveTheirFactory)
@@ -138,11 +138,11 @@ TEST_F(VirtualTimersTest, mayOutliveTheirFactory)
 TEST_F(VirtualTimersTest, leaveWithTheExceptionOfACallback)
 {
     const Timer timer = newTimer(50);
-    expiries.also = [](osTimerIfc&) { throw std::string("escaped"); };
+    m_expiries.also = [](osTimerIfc&) { throw std::string("escaped"); };
     timer->start();
-    EXPECT_THROW(timers.advance(50), std::string);
+    EXPECT_THROW(m_timers.advance(50), std::string);
     EXPECT_FALSE(timer->isRunning());
-    EXPECT_EQ(timers.armed(), 0U);
+    EXPECT_EQ(m_timers.armed(), 0U);
 }
 
 /// Lets a timer expire whose callback does what it must not, and expects the test to fail of it.
@@ -155,57 +155,57 @@ protected:
         {
             const testing::ScopedFakeTestPartResultReporter reporter(
                 testing::ScopedFakeTestPartResultReporter::INTERCEPT_ALL_THREADS, &failures);
-            expiries.also = deed;
-            expiring->start();
-            timers.advance(50);
-            expiries.also = [](osTimerIfc&) {};
+            m_expiries.also = deed;
+            m_expiring->start();
+            m_timers.advance(50);
+            m_expiries.also = [](osTimerIfc&) {};
         }
         ASSERT_EQ(failures.size(), 1);
         EXPECT_THAT(failures.GetTestPartResult(0).message(), testing::HasSubstr(message));
-        EXPECT_EQ(expiries.ids.size(), 1U);
+        EXPECT_EQ(m_expiries.ids.size(), 1U);
     }
 
-    Timer expiring = newTimer(50); // timer 1
-    Timer other = newTimer(100);   // timer 2
+    Timer m_expiring = newTimer(50); // timer 1
+    Timer m_other = newTimer(100);   // timer 2
 };
 
 TEST_F(InACallback, noTimerIsStarted)
 {
     expectRefusal([](osTimerIfc& timer) { EXPECT_FALSE(timer.start()); },
                   "start() of timer 1 in the callback of timer 1");
-    EXPECT_EQ(timers.armed(), 0U);
+    EXPECT_EQ(m_timers.armed(), 0U);
 }
 
 TEST_F(InACallback, noTimerIsStopped)
 {
-    other->start();
-    expectRefusal([this](osTimerIfc&) { EXPECT_FALSE(other->stop()); },
+    m_other->start();
+    expectRefusal([this](osTimerIfc&) { EXPECT_FALSE(m_other->stop()); },
                   "stop() of timer 2 in the callback of timer 1");
-    EXPECT_TRUE(other->isRunning());
+    EXPECT_TRUE(m_other->isRunning());
 }
 
 TEST_F(InACallback, noTimerIsReset)
 {
-    other->start();
-    expectRefusal([this](osTimerIfc&) { other->reset(); },
+    m_other->start();
+    expectRefusal([this](osTimerIfc&) { m_other->reset(); },
                   "reset() of timer 2 in the callback of timer 1");
-    timers.advance(50); // and it is due when it was
-    EXPECT_EQ(expiries.ids.size(), 2U);
+    m_timers.advance(50); // and it is due when it was
+    EXPECT_EQ(m_expiries.ids.size(), 2U);
 }
 
 TEST_F(InACallback, noTimerIsDestroyed)
 {
-    other->start();
-    expectRefusal([this](osTimerIfc&) { other = nullptr; },
+    m_other->start();
+    expectRefusal([this](osTimerIfc&) { m_other = nullptr; },
                   "destruction of timer 2 in the callback of timer 1");
-    EXPECT_EQ(timers.armed(), 0U);
+    EXPECT_EQ(m_timers.armed(), 0U);
 }
 
 TEST_F(InACallback, theExpiringTimerIsNotDestroyedEither)
 {
-    expectRefusal([this](osTimerIfc&) { expiring = nullptr; },
+    expectRefusal([this](osTimerIfc&) { m_expiring = nullptr; },
                   "destruction of timer 1 in the callback of timer 1");
-    EXPECT_EQ(timers.armed(), 0U);
+    EXPECT_EQ(m_timers.armed(), 0U);
 }
 
 TEST_F(InACallback, theExpiringTimerIsNotAskedWhetherItRuns)
@@ -216,23 +216,23 @@ TEST_F(InACallback, theExpiringTimerIsNotAskedWhetherItRuns)
 
 TEST_F(InACallback, theClockIsNotAdvanced)
 {
-    expectRefusal([this](osTimerIfc&) { timers.advance(1000); },
+    expectRefusal([this](osTimerIfc&) { m_timers.advance(1000); },
                   "advance() in the callback of timer 1");
-    EXPECT_EQ(timers.now(), 50);
+    EXPECT_EQ(m_timers.now(), 50);
 }
 
 TEST_F(InACallback, otherTimersMayBeAskedAndInitialised)
 {
-    other->start();
-    expiries.also = [this](osTimerIfc& timer) {
-        EXPECT_TRUE(other->isRunning());
-        EXPECT_EQ(timers.armed(), 2U);
-        timer.init(&expiries, 500);
+    m_other->start();
+    m_expiries.also = [this](osTimerIfc& timer) {
+        EXPECT_TRUE(m_other->isRunning());
+        EXPECT_EQ(m_timers.armed(), 2U);
+        timer.init(&m_expiries, 500);
         EXPECT_EQ(timer.id(), 3);
     };
-    expiring->start();
-    timers.advance(50);
-    EXPECT_FALSE(expiring->isRunning());
+    m_expiring->start();
+    m_timers.advance(50);
+    EXPECT_FALSE(m_expiring->isRunning());
 }
 
 } // namespace

@@ -36,7 +36,7 @@ template <typename Children>
 class ProcessesAlike : public testing::Test
 {
 protected:
-    ~ProcessesAlike() override { children.processes().destroy(child); }
+    ~ProcessesAlike() override { m_children.processes().destroy(m_child); }
 
     int start(std::string script)
     {
@@ -44,11 +44,11 @@ protected:
         std::string option = "-c";
         char* argv[] = {shell.data(), option.data(), script.data(), nullptr};
         char* envp[] = {nullptr};
-        return child->start(3, argv, envp, nullptr);
+        return m_child->start(3, argv, envp, nullptr);
     }
 
-    Children children;
-    ProcessIfc* child = children.processes().getProcess();
+    Children m_children;
+    ProcessIfc* m_child = m_children.processes().getProcess();
 };
 
 using KindsOfChildren = testing::Types<RealChildren, FakeChildren>;
@@ -56,50 +56,50 @@ TYPED_TEST_SUITE(ProcessesAlike, KindsOfChildren);
 
 TYPED_TEST(ProcessesAlike, areThereFromTheirStartUntilTheyAreWaitedFor)
 {
-    EXPECT_EQ(this->child->ID(), 0);
-    EXPECT_TRUE(this->child->isRunning()); // id 0 stands for the caller's process group
-    EXPECT_EQ(this->child->type(), ProcessTypeString::GENERIC_PROCESS);
+    EXPECT_EQ(this->m_child->ID(), 0);
+    EXPECT_TRUE(this->m_child->isRunning()); // id 0 stands for the caller's process group
+    EXPECT_EQ(this->m_child->type(), ProcessTypeString::GENERIC_PROCESS);
     EXPECT_EQ(this->start("exit 7"), 1);
-    EXPECT_GT(this->child->ID(), 0);
-    EXPECT_EQ(this->child->type(), SHELL);
-    EXPECT_TRUE(this->child->isRunning());
-    EXPECT_EQ(this->child->waitForExit(), 7);
-    EXPECT_FALSE(this->child->isRunning());
-    EXPECT_EQ(this->child->waitForExit(), 0);
+    EXPECT_GT(this->m_child->ID(), 0);
+    EXPECT_EQ(this->m_child->type(), SHELL);
+    EXPECT_TRUE(this->m_child->isRunning());
+    EXPECT_EQ(this->m_child->waitForExit(), 7);
+    EXPECT_FALSE(this->m_child->isRunning());
+    EXPECT_EQ(this->m_child->waitForExit(), 0);
 }
 
 TYPED_TEST(ProcessesAlike, thatAreKilledEndByASignal)
 {
     this->start("exec sleep 100");
-    EXPECT_EQ(this->child->destroy(), -1);
-    EXPECT_EQ(this->child->waitForExit(), -1);
+    EXPECT_EQ(this->m_child->destroy(), -1);
+    EXPECT_EQ(this->m_child->waitForExit(), -1);
 }
 
 TYPED_TEST(ProcessesAlike, thatAreGoneCannotBeSignalled)
 {
     this->start("exit 7");
-    this->child->waitForExit();
-    EXPECT_THROW(this->child->destroy(), GPALProcessException);
-    EXPECT_THROW(this->child->sigusr1(), GPALProcessException);
-    EXPECT_THROW(this->child->sigusr2(), GPALProcessException);
+    this->m_child->waitForExit();
+    EXPECT_THROW(this->m_child->destroy(), GPALProcessException);
+    EXPECT_THROW(this->m_child->sigusr1(), GPALProcessException);
+    EXPECT_THROW(this->m_child->sigusr2(), GPALProcessException);
 }
 
 TYPED_TEST(ProcessesAlike, startAgainAsAnotherChild)
 {
     this->start("exit 7");
-    const int before = this->child->ID();
-    this->child->waitForExit();
+    const int before = this->m_child->ID();
+    this->m_child->waitForExit();
     this->start("exit 7");
-    EXPECT_NE(this->child->ID(), before);
-    EXPECT_EQ(this->child->waitForExit(), 7);
+    EXPECT_NE(this->m_child->ID(), before);
+    EXPECT_EQ(this->m_child->waitForExit(), 7);
 }
 
 TYPED_TEST(ProcessesAlike, needAProgram)
 {
     char* nothing[] = {nullptr};
-    EXPECT_THROW(this->child->start(0, nullptr, nullptr, nullptr), GPALProcessException);
-    EXPECT_THROW(this->child->start(0, nothing, nullptr, nullptr), GPALProcessException);
-    EXPECT_EQ(this->child->ID(), 0);
+    EXPECT_THROW(this->m_child->start(0, nullptr, nullptr, nullptr), GPALProcessException);
+    EXPECT_THROW(this->m_child->start(0, nothing, nullptr, nullptr), GPALProcessException);
+    EXPECT_EQ(this->m_child->ID(), 0);
 }
 
 } // namespace

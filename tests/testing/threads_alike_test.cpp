@@ -31,13 +31,13 @@ class ThreadersAlike : public testing::Test
 protected:
     bool spawn(unsigned long* id, Threadable* threadable)
     {
-        return threader->spawn(id, threadable, "", GPAL_THREAD_PRIORITY_NORMAL, 0);
+        return m_threader->spawn(id, threadable, "", GPAL_THREAD_PRIORITY_NORMAL, 0);
     }
 
-    Factory factory;
-    const std::unique_ptr<ThreaderIfc> threader{factory.createNewThreader()};
-    RunCounter body;
-    unsigned long thread = 0;
+    Factory m_factory;
+    const std::unique_ptr<ThreaderIfc> m_threader{m_factory.createNewThreader()};
+    RunCounter m_body;
+    unsigned long m_thread = 0;
 };
 
 using Factories = testing::Types<ThreaderFactory, gpal::testing::ManualThreads, OnDemand>;
@@ -45,33 +45,33 @@ TYPED_TEST_SUITE(ThreadersAlike, Factories);
 
 TYPED_TEST(ThreadersAlike, haveRunTheBodyOnceItIsJoined)
 {
-    EXPECT_TRUE(this->spawn(&this->thread, &this->body));
-    EXPECT_NE(this->thread, 0U);
-    EXPECT_EQ(this->body.threadId(), this->thread);
-    EXPECT_EQ(this->threader->waitForThreadCompletion(this->thread), 0);
-    EXPECT_EQ(this->body.runs, 1);
+    EXPECT_TRUE(this->spawn(&this->m_thread, &this->m_body));
+    EXPECT_NE(this->m_thread, 0U);
+    EXPECT_EQ(this->m_body.threadId(), this->m_thread);
+    EXPECT_EQ(this->m_threader->waitForThreadCompletion(this->m_thread), 0);
+    EXPECT_EQ(this->m_body.runs, 1);
 }
 
 TYPED_TEST(ThreadersAlike, refuseWhatIsMissing)
 {
-    EXPECT_FALSE(this->spawn(nullptr, &this->body));
-    EXPECT_FALSE(this->spawn(&this->thread, nullptr));
-    EXPECT_EQ(this->thread, 0U);
-    EXPECT_FALSE(this->threader->destroy(0));
-    EXPECT_EQ(this->threader->waitForThreadCompletion(0), ESRCH);
+    EXPECT_FALSE(this->spawn(nullptr, &this->m_body));
+    EXPECT_FALSE(this->spawn(&this->m_thread, nullptr));
+    EXPECT_EQ(this->m_thread, 0U);
+    EXPECT_FALSE(this->m_threader->destroy(0));
+    EXPECT_EQ(this->m_threader->waitForThreadCompletion(0), ESRCH);
 }
 
 TYPED_TEST(ThreadersAlike, giveIdsThatTheBodyCanBeJoinedBy)
 {
-    EXPECT_TRUE(this->spawn(&this->thread, &this->body));
-    EXPECT_EQ(this->body.waitForThreadCompletion(), 0);
+    EXPECT_TRUE(this->spawn(&this->m_thread, &this->m_body));
+    EXPECT_EQ(this->m_body.waitForThreadCompletion(), 0);
 }
 
 TYPED_TEST(ThreadersAlike, destroyAThreadThatIsJoinedAfterwards)
 {
-    EXPECT_TRUE(this->spawn(&this->thread, &this->body));
-    EXPECT_TRUE(this->threader->destroy(this->thread));
-    EXPECT_EQ(this->threader->waitForThreadCompletion(this->thread), 0);
+    EXPECT_TRUE(this->spawn(&this->m_thread, &this->m_body));
+    EXPECT_TRUE(this->m_threader->destroy(this->m_thread));
+    EXPECT_EQ(this->m_threader->waitForThreadCompletion(this->m_thread), 0);
 }
 
 } // namespace

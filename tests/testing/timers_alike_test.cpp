@@ -77,19 +77,19 @@ protected:
 
     std::unique_ptr<osTimerIfc> newTimer()
     {
-        return std::unique_ptr<osTimerIfc>(time.timers().getTimer());
+        return std::unique_ptr<osTimerIfc>(m_time.timers().getTimer());
     }
     std::unique_ptr<osTimerIfc> newTimer(int intervalMs)
     {
         auto timer = newTimer();
-        timer->init(&receiver, intervalMs);
+        timer->init(&m_receiver, intervalMs);
         return timer;
     }
 
     static constexpr int LONG = 60000; ///< in no test does so much time pass
 
-    Time time;
-    Receiver receiver;
+    Time m_time;
+    Receiver m_receiver;
 };
 
 using Times = testing::Types<RealTime, VirtualTime>;
@@ -99,9 +99,9 @@ TYPED_TEST(TimersAlike, haveConsecutiveIdsFromTheirInitialisationOn)
 {
     const auto timer = this->newTimer();
     EXPECT_EQ(timer->id(), -1);
-    const int id = timer->init(&this->receiver, 100);
+    const int id = timer->init(&this->m_receiver, 100);
     EXPECT_EQ(timer->id(), id);
-    EXPECT_EQ(timer->init(&this->receiver, 100), id + 1);
+    EXPECT_EQ(timer->init(&this->m_receiver, 100), id + 1);
     EXPECT_EQ(this->newTimer(100)->id(), id + 2);
 }
 
@@ -132,8 +132,8 @@ TYPED_TEST(TimersAlike, expireOnceAndAreIdleThen)
 {
     const auto timer = this->newTimer(60);
     timer->start();
-    this->time.pass(250);
-    EXPECT_THAT(this->receiver.ids(), ElementsAre(timer->id()));
+    this->m_time.pass(250);
+    EXPECT_THAT(this->m_receiver.ids(), ElementsAre(timer->id()));
     EXPECT_FALSE(timer->isRunning());
     EXPECT_FALSE(timer->stop());
 }
@@ -143,9 +143,9 @@ TYPED_TEST(TimersAlike, takeFiftyMillisecondsAtLeast)
     for (const int interval : {0, -20, 49}) {
         const auto timer = this->newTimer(interval);
         timer->start();
-        this->time.pass(5);
+        this->m_time.pass(5);
         EXPECT_TRUE(timer->isRunning()) << interval;
-        this->time.pass(200);
+        this->m_time.pass(200);
         EXPECT_FALSE(timer->isRunning()) << interval;
     }
 }
@@ -158,18 +158,18 @@ TYPED_TEST(TimersAlike, serveTheLastArmedFirstOfThoseDueTogether)
         timers.push_back(this->newTimer(TestFixture::LONG));
         timers.back()->start();
     }
-    timers[1]->init(&this->receiver, 400);
+    timers[1]->init(&this->m_receiver, 400);
     timers[1]->start(); // it was in the list and keeps its place
-    timers[0]->init(&this->receiver, 400);
+    timers[0]->init(&this->m_receiver, 400);
     timers[0]->start();
     timers[0]->reset(); // is now the one that was armed last
-    timers[2]->init(&this->receiver, 400);
+    timers[2]->init(&this->m_receiver, 400);
     timers[2]->start();
     const auto blocker = this->newTimer(50);
-    this->receiver.sleepFor(blocker->id(), 450);
+    this->m_receiver.sleepFor(blocker->id(), 450);
     blocker->start();
-    this->time.pass(600);
-    EXPECT_THAT(this->receiver.ids(),
+    this->m_time.pass(600);
+    EXPECT_THAT(this->m_receiver.ids(),
                 ElementsAre(blocker->id(), timers[0]->id(), timers[2]->id(), timers[1]->id()));
 }
 
@@ -177,10 +177,10 @@ TYPED_TEST(TimersAlike, passSilentlyWhenTheyAreInitialisedWhileArmed)
 {
     const auto timer = this->newTimer(60);
     timer->start();
-    timer->init(&this->receiver, TestFixture::LONG);
+    timer->init(&this->m_receiver, TestFixture::LONG);
     EXPECT_FALSE(timer->isRunning());
-    this->time.pass(200);
-    EXPECT_THAT(this->receiver.ids(), ElementsAre());
+    this->m_time.pass(200);
+    EXPECT_THAT(this->m_receiver.ids(), ElementsAre());
     EXPECT_FALSE(timer->stop()); // it has left the list
 }
 
@@ -188,7 +188,7 @@ TYPED_TEST(TimersAlike, areInTheListStillWhenTheyAreInitialisedWhileArmed)
 {
     const auto timer = this->newTimer(TestFixture::LONG);
     timer->start();
-    timer->init(&this->receiver, TestFixture::LONG);
+    timer->init(&this->m_receiver, TestFixture::LONG);
     EXPECT_TRUE(timer->stop());
 }
 
@@ -197,7 +197,7 @@ TYPED_TEST(TimersAlike, callNobodyWithoutAReceiver)
     const auto timer = this->newTimer();
     timer->init(nullptr, 50);
     timer->start();
-    this->time.pass(150);
+    this->m_time.pass(150);
     EXPECT_FALSE(timer->isRunning());
 }
 
@@ -206,8 +206,8 @@ TYPED_TEST(TimersAlike, doNotExpireOnceTheyAreDestroyed)
     auto timer = this->newTimer(50);
     timer->start();
     timer = nullptr;
-    this->time.pass(150);
-    EXPECT_THAT(this->receiver.ids(), ElementsAre());
+    this->m_time.pass(150);
+    EXPECT_THAT(this->m_receiver.ids(), ElementsAre());
 }
 
 } // namespace

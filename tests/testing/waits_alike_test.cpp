@@ -13,8 +13,8 @@ template <typename Factory>
 class WaitsAlike : public testing::Test
 {
 protected:
-    Factory factory;
-    const std::unique_ptr<WaitIfc> event{factory.getNewWait()};
+    Factory m_factory;
+    const std::unique_ptr<WaitIfc> m_event{m_factory.getNewWait()};
 };
 
 using WaitFactories = testing::Types<WaitFactory, gpal::testing::FakeWaits>;
@@ -22,23 +22,23 @@ TYPED_TEST_SUITE(WaitsAlike, WaitFactories);
 
 TYPED_TEST(WaitsAlike, rememberOneSignalAtMost)
 {
-    EXPECT_EQ(this->event->signal(), 1);
-    EXPECT_EQ(this->event->signal(), 1);
-    EXPECT_EQ(this->event->wait(), 1);
-    EXPECT_EQ(this->event->wait(0), 0);
+    EXPECT_EQ(this->m_event->signal(), 1);
+    EXPECT_EQ(this->m_event->signal(), 1);
+    EXPECT_EQ(this->m_event->wait(), 1);
+    EXPECT_EQ(this->m_event->wait(0), 0);
 }
 
 TYPED_TEST(WaitsAlike, sayWhenTheTimeHasRunOut)
 {
-    EXPECT_EQ(this->event->wait(20), 0);
-    EXPECT_EQ(this->event->wait(-2), 0);
+    EXPECT_EQ(this->m_event->wait(20), 0);
+    EXPECT_EQ(this->m_event->wait(-2), 0);
 }
 
 TYPED_TEST(WaitsAlike, consumeASignalWithinTheLimit)
 {
-    this->event->signal();
-    EXPECT_EQ(this->event->wait(20), 1);
-    EXPECT_EQ(this->event->wait(20), 0);
+    this->m_event->signal();
+    EXPECT_EQ(this->m_event->wait(20), 1);
+    EXPECT_EQ(this->m_event->wait(20), 0);
 }
 
 } // namespace
