@@ -30,3 +30,12 @@ export PKG_CONFIG_PATH="$pc"
     $(pkg-config --cflags gpal-testing gtest_main) "$client/client_test.cpp" -o client_test \
     $(pkg-config --libs gpal-testing gtest_main) "-Wl,-rpath,$(dirname "$pc")"
 ./client_test
+
+# A guard that the layer would not call is found out before main.
+echo '{ local: *; };' >hidden.map
+echo 'int main() { return 0; }' >unguarded.cpp
+"$compiler" -std=c++17 -include gpal/testing/RebootGuard.h $(pkg-config --cflags gpal-testing) \
+    unguarded.cpp -o unguarded -Wl,--version-script=hidden.map $(pkg-config --libs gpal-testing) \
+    "-Wl,-rpath,$(dirname "$pc")"
+! ./unguarded 2>complaint
+grep -q 'is not the one that the layer calls' complaint

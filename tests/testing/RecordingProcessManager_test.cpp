@@ -65,12 +65,16 @@ TEST(RecordingProcessManager, answersAsTheOrdinaryOneThatMaySetEverything)
 
 TEST(RecordingProcessManager, isInForceWhileItLives)
 {
-    ProcessManager* const before = ProcessManagement::manager();
+    ProcessManager* const ordinary = ProcessManagement::manager();
     {
-        RecordingProcessManager manager;
-        EXPECT_EQ(ProcessManagement::manager(), &manager);
+        RecordingProcessManager outer;
+        {
+            RecordingProcessManager inner;
+            EXPECT_EQ(ProcessManagement::manager(), &inner);
+        }
+        EXPECT_EQ(ProcessManagement::manager(), &outer);
     }
-    EXPECT_EQ(ProcessManagement::manager(), before);
+    EXPECT_EQ(ProcessManagement::manager(), ordinary);
 }
 
 TEST(RecordingPrioritySetter, remembersRequests)

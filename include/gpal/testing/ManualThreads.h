@@ -42,8 +42,8 @@ public:
     ManualThreads(const ManualThreads&) = delete;
     ManualThreads& operator=(const ManualThreads&) = delete;
 
-    /// As `ThreaderIfc::spawn`, which has no thread made when it returns false. Throws
-    /// `std::runtime_error` when there is no thread to take an id from.
+    /// As `ThreaderIfc::spawn`. Throws `std::runtime_error` when the system has no thread to take
+    /// an id from.
     bool spawn(unsigned long* threadId, Threadable* body, std::string /*name*/,
                GPALThreadPriority /*priority*/, int /*reserved*/) override
     {

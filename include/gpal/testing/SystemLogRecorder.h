@@ -113,7 +113,8 @@ void gpalTestingSyslogChecked(int priority, int /*flag*/, const char* format, ..
 
 /// While it lives, what the process logs with `syslog` or the layer's functions is remembered in
 /// place of being sent, whatever the mask. There is one at a time; messages may come from any
-/// thread. Without one, messages go to the system log as ever.
+/// thread, for which logging is no cancellation point then. Without one, messages go to the system
+/// log as ever.
 class SystemLogRecorder
 {
 public:

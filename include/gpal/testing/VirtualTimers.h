@@ -27,8 +27,8 @@ namespace gpal::testing
 /// expiring timer is running, and to advance the clock there. Nothing is done then, but a timer
 /// that is being destroyed leaves the list.
 ///
-/// All but one peculiarity of the real timers is there: the real monitor, which may pass over an
-/// expiry on a whole second of its clock until something wakes it, is late then; here none is.
+/// One peculiarity of the real monitor is left out: there, an expiry on a whole second of the clock
+/// waits for the next wake-up.
 ///
 /// May be used from any thread, `advance` by one at a time. Timers are the caller's, and may
 /// outlive the factory.

@@ -3,6 +3,7 @@
 #include <cstdlib>
 #include <memory>
 #include <stdexcept>
+#include <syslog.h>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -23,12 +24,14 @@ TEST(Client, hasTimersThatExpireWhenItsTestSaysSo)
     timers.advance(200);
 }
 
-TEST(Client, seesWhatTheLayerLogs)
+TEST(Client, seesWhatIsLogged)
 {
     const gpal::testing::SystemLogRecorder log;
-    syslogger_error("broken");
-    ASSERT_EQ(log.lines().size(), 1U);
-    EXPECT_EQ(log.lines()[0].text, "broken");
+    syslogger_error("by the layer");
+    syslog(LOG_ERR, "by the %s", "client");
+    ASSERT_EQ(log.lines().size(), 2U);
+    EXPECT_EQ(log.lines()[0].text, "by the layer");
+    EXPECT_EQ(log.lines()[1].text, "by the client");
 }
 
 TEST(Client, isEndedInPlaceOfTheMachine)
