@@ -19,7 +19,6 @@ public:
 // Nothing is included for this: the program links gpal::testing_guard.
 TEST(RebootGuard, endsTheProgramAndSaysWhatEscaped)
 {
-    GTEST_FLAG_SET(death_test_style, "threadsafe");
     const auto runThePump = [] {
         setenv("PATH", "/nowhere", 1); // if all else fails there is no such command
         LeakyPump pump;

@@ -48,6 +48,5 @@ TEST(Client, isEndedInPlaceOfTheMachine)
         Threader().spawn(&thread, &body, "", GPAL_THREAD_PRIORITY_NORMAL, 0);
         body.waitForThreadCompletion();
     };
-    GTEST_FLAG_SET(death_test_style, "threadsafe");
     EXPECT_EXIT(letItEscape(), testing::KilledBySignal(SIGABRT), "would reboot.*escaped");
 }
