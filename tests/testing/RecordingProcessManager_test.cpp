@@ -46,10 +46,12 @@ TEST(RecordingProcessManager, isToldOfThreads)
 TEST(RecordingProcessManager, isToldOfChildProcesses)
 {
     RecordingProcessManager manager;
-    std::string program = "/bin/true";
-    char* argv[] = {program.data(), nullptr};
+    std::string program = "/bin/sh";
+    std::string option = "-c";
+    std::string script = ":";
+    char* argv[] = {program.data(), option.data(), script.data(), nullptr};
     char* envp[] = {nullptr};
-    Process child(1, argv, envp, nullptr);
+    Process child(3, argv, envp, nullptr);
     child.waitForExit();
     EXPECT_THAT(manager.processes(),
                 ElementsAre(RecordingProcessManager::Announced{program, child.ID()}));
