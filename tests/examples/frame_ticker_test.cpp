@@ -3,6 +3,8 @@
 #include <thread>
 
 #include <gpal/osTimerThread.h>
+#include <gpal/testing/FakeWaits.h>
+#include <gpal/testing/VirtualTimers.h>
 
 #include "frame_ticker.h"
 
@@ -60,4 +62,17 @@ TEST_F(FrameTicker, servesACallShorterThanARound)
     EXPECT_LE(m_monitor.numItems(), 2);
     m_ticker.waitForTick();
     m_ticker.waitForTick();
+}
+
+TEST(TickTimer, signalsItsExpiry)
+{
+    gpal::testing::VirtualTimers timers;
+    gpal::testing::FakeWaits waits;
+    voicecall::TickTimer timer(timers, waits);
+    timer.expireIn(80);
+    timers.advance(79);
+    EXPECT_EQ(waits.signals(), 0);
+    timers.advance(1);
+    timer.wait(); // for nothing any more
+    EXPECT_EQ(waits.signals(), 1);
 }

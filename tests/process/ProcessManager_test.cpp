@@ -6,9 +6,11 @@
 
 #include <gpal/Process.h>
 #include <gpal/ProcessTypeString.h>
+#include <gpal/testing/MockProcesses.h>
 
 #include "support/layer_threads.h"
 
+using gpal::testing::MockPrioritySetter;
 using testing::Return;
 using testing::StrictMock;
 
@@ -19,16 +21,6 @@ static_assert(std::has_virtual_destructor_v<ProcessManager>);
 
 namespace
 {
-
-class MockSetter : public PrioritySetter
-{
-public:
-    MOCK_METHOD(int, setThreadPriority, (std::string name, unsigned long threadId), (override));
-    MOCK_METHOD(int, setProcessPriority, (std::string type, int pid), (override));
-    MOCK_METHOD(int, requestThreadPriority, (std::string name, unsigned long threadId, int nice),
-                (override));
-    MOCK_METHOD(int, requestProcessPriority, (std::string type, int pid, int nice), (override));
-};
 
 class SetterOutside : public PrioritySetter
 {
@@ -111,7 +103,7 @@ TEST(ProcessManager, turnsLevelsIntoNiceValues)
 
 TEST(ProcessManager, requestsALevelOfAThreadUnderTheGenericTypeAndReturnsTheAnswer)
 {
-    StrictMock<MockSetter> setter;
+    StrictMock<MockPrioritySetter> setter;
     ProcessManager manager(&setter);
     EXPECT_CALL(setter, requestThreadPriority(ProcessTypeString::GENERIC_THREAD, 4711UL, -16))
         .WillOnce(Return(-7));
@@ -123,7 +115,7 @@ TEST(ProcessManager, requestsALevelOfAThreadUnderTheGenericTypeAndReturnsTheAnsw
 
 TEST(ProcessManager, requestsTheLevelOfABodyUnderTheBodysType)
 {
-    StrictMock<MockSetter> setter;
+    StrictMock<MockPrioritySetter> setter;
     ProcessManager manager(&setter);
     const int niceValues[] = {9, 0, -10, -10, -16, 0};
     for (int level = 0; level <= 5; ++level) {
@@ -136,7 +128,7 @@ TEST(ProcessManager, requestsTheLevelOfABodyUnderTheBodysType)
 
 TEST(ProcessManager, announcesAThreadByNameWithoutRequestingAnything)
 {
-    StrictMock<MockSetter> setter;
+    StrictMock<MockPrioritySetter> setter;
     ProcessManager manager(&setter);
     for (const int answer : {-1, 0, 19}) {
         EXPECT_CALL(setter, setThreadPriority("ringer", 4711UL)).WillOnce(Return(answer));
@@ -146,7 +138,7 @@ TEST(ProcessManager, announcesAThreadByNameWithoutRequestingAnything)
 
 TEST(ProcessManager, doesNothingWhenAThreadIsRemoved)
 {
-    StrictMock<MockSetter> setter;
+    StrictMock<MockPrioritySetter> setter;
     ProcessManager manager(&setter);
     EXPECT_EQ(0, manager.removeThread(4711));
     EXPECT_EQ(0, manager.removeThread(-1));
@@ -154,7 +146,7 @@ TEST(ProcessManager, doesNothingWhenAThreadIsRemoved)
 
 TEST(ProcessManager, announcesAProcessByItsTypeAndId)
 {
-    StrictMock<MockSetter> setter;
+    StrictMock<MockPrioritySetter> setter;
     ProcessManager manager(&setter);
     NamedProcess process;
     for (const int answer : {-1, 0, 5}) {

@@ -1,0 +1,124 @@
+/// \file
+/// Datagrams that never leave the process.
+#ifndef GPAL_TESTING_DATAGRAMEXCHANGE_H
+#define GPAL_TESTING_DATAGRAMEXCHANGE_H
+
+#include <deque>
+#include <map>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <sys/eventfd.h>
+#include <sys/socket.h>
+#include <unistd.h>
+#include <utility>
+#include <vector>
+
+namespace gpal::testing
+{
+
+/// The network of all `FakeUDPSocket` objects that are opened while it lives: they reach each other
+/// by port, those of IPv4 and of IPv6 each among themselves. Nothing is lost, doubled or reordered;
+/// a test that wants that sends what it likes with `send`. There is one at a time, made and
+/// destroyed while no thread opens sockets; the rest may be used from any thread.
+class DatagramExchange
+{
+public:
+    /// What a read does when no datagram is there.
+    enum EmptyRead {
+        INTERRUPTED, ///< -1 with EINTR, as if a signal had come: nothing ever blocks
+        WAITS        ///< waits, as a real one does: for readers with a thread of their own
+    };
+
+    /// A datagram; ports are plain numbers.
+    struct Datagram {
+        unsigned int from;
+        unsigned int to;
+        std::string bytes;
+        bool operator==(const Datagram& other) const
+        {
+            return from == other.from && to == other.to && bytes == other.bytes;
+        }
+    };
+
+    explicit DatagramExchange(EmptyRead emptyRead = INTERRUPTED)
+        : m_network(std::make_shared<Network>())
+    {
+        m_network->emptyRead = emptyRead;
+        m_current = m_network;
+    }
+    DatagramExchange(const DatagramExchange&) = delete;
+    DatagramExchange& operator=(const DatagramExchange&) = delete;
+    ~DatagramExchange() { m_current = nullptr; }
+
+    /// Delivers a datagram of a peer that is no socket of this process. Returns whether a socket is
+    /// bound to the port it goes to.
+    bool send(const Datagram& datagram, int domain = AF_INET)
+    {
+        return m_network->deliver(domain, datagram);
+    }
+
+    /// What sockets have sent so far, in order, whether or not anyone was there to receive it.
+    std::vector<Datagram> sent() const
+    {
+        const std::lock_guard<std::mutex> guard(m_network->mutex);
+        return m_network->sent;
+    }
+
+private:
+    friend class FakeUDPSocket;
+
+    /// What a socket has received. The descriptor can be read as often as there are datagrams, so
+    /// that `select` and `poll` work on it.
+    struct Mailbox {
+        Mailbox() = default;
+        Mailbox(const Mailbox&) = delete;
+        Mailbox& operator=(const Mailbox&) = delete;
+        ~Mailbox() { close(descriptor); }
+
+        const int descriptor = eventfd(0, EFD_SEMAPHORE | EFD_CLOEXEC);
+        std::deque<Datagram> datagrams;
+    };
+
+    struct Network {
+        using Endpoint = std::pair<int, unsigned int>; ///< domain and port
+
+        bool bind(const Endpoint& endpoint, const std::shared_ptr<Mailbox>& mailbox)
+        {
+            const std::lock_guard<std::mutex> guard(mutex);
+            return bound.emplace(endpoint, mailbox).second;
+        }
+
+        void unbind(const Endpoint& endpoint)
+        {
+            const std::lock_guard<std::mutex> guard(mutex);
+            bound.erase(endpoint);
+        }
+
+        bool deliver(int domain, const Datagram& datagram)
+        {
+            const std::lock_guard<std::mutex> guard(mutex);
+            const auto found = bound.find({domain, datagram.to});
+            if (found == bound.end()) {
+                return false;
+            }
+            found->second->datagrams.push_back(datagram);
+            eventfd_write(found->second->descriptor, 1);
+            return true;
+        }
+
+        std::mutex mutex;
+        EmptyRead emptyRead = INTERRUPTED;
+        std::map<Endpoint, std::shared_ptr<Mailbox>> bound;
+        std::vector<Datagram> sent;
+        unsigned int nextFreePort = 49152;
+    };
+
+    inline static std::shared_ptr<Network> m_current;
+
+    std::shared_ptr<Network> m_network;
+};
+
+} // namespace gpal::testing
+
+#endif
