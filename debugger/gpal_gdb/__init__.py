@@ -1,0 +1,13 @@
+"""What gdb knows of the platform abstraction layer: commands and printers.
+
+Everything is read from memory, with the library's debugging information. Nothing is called in the
+process, so core files are as good as live processes.
+"""
+
+from . import commands, printers
+
+
+def register(file=None):
+    """Adds commands and printers, the latter for a file that gdb has loaded, or for good."""
+    commands.register()
+    printers.register(file)
