@@ -4,10 +4,11 @@ Everything is read from memory, with the library's debugging information. Nothin
 process, so core files are as good as live processes.
 """
 
-from . import commands, printers
+from . import commands, library, printers
 
 
 def register(file=None):
-    """Adds commands and printers, the latter for a file that gdb has loaded, or for good."""
+    """Adds commands, and printers for a file that gdb has loaded, or for good."""
     commands.register()
+    library.watch()
     printers.register(file)

@@ -15,7 +15,9 @@ class Unavailable(Exception):
 def loaded_library():
     """The library's file as gdb has it loaded; None if it is not."""
     for file in gdb.objfiles():
-        if file.is_valid() and re.match(r"libgpal\.so(\.[0-9]+)*$", os.path.basename(file.filename)):
+        if file.is_valid() and re.match(
+            r"libgpal\.so(\.[0-9]+)*$", os.path.basename(file.filename)
+        ):
             return file
     return None
 
@@ -28,8 +30,6 @@ def require():
     if file is None:
         raise Unavailable("libgpal.so is not loaded (yet)")
     if not is_known():
-        add_debug_file(file)
-    if not is_known():
         raise Unavailable(without_information(file))
 
 
@@ -38,11 +38,20 @@ def is_known():
     return located(REGISTRY) is not None
 
 
-def add_debug_file(file):
-    """Takes the information from the file that the build leaves beside the library."""
+def add_debug_file():
+    """Has gdb read the information that the build leaves beside the library, if it has none yet."""
+    file = loaded_library()
+    if file is None or file.lookup_static_symbol(REGISTRY) is not None:
+        return
     path = debug_file_of(file)
     if os.path.exists(path) and is_for(path, file.build_id):
         file.add_separate_debug_file(path)
+
+
+def watch():
+    """Sees to the debugging information now, and whenever a library is loaded."""
+    add_debug_file()
+    gdb.events.new_objfile.connect(lambda event: add_debug_file())
 
 
 def debug_file_of(file):

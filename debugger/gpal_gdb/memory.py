@@ -43,6 +43,16 @@ def address_of(pointer):
     return int(pointer) & ((1 << (8 * pointer.type.sizeof)) - 1)
 
 
+def object_at(pointer):
+    """The object that a pointer points to, as the pointer's type has it.
+
+    Where the class has virtual functions, gdb's own way looks for the object's class first, and
+    complains if there is no debugging information for it.
+    """
+    target = pointer.type.strip_typedefs().target()
+    return pointer.cast(target.array(0).pointer()).dereference()[0]
+
+
 def scalar(value):
     """What a class around a single number or pointer holds: an atomic, for instance."""
     while value.type.strip_typedefs().code == gdb.TYPE_CODE_STRUCT:
@@ -55,7 +65,7 @@ def owned(unique_pointer):
     """The object that a unique_ptr owns; None for an empty one."""
     target = unique_pointer.type.strip_typedefs().template_argument(0).pointer()
     pointer = unique_pointer.address.cast(target.pointer()).dereference()
-    return pointer.dereference() if int(pointer) != 0 else None
+    return object_at(pointer) if int(pointer) != 0 else None
 
 
 def text(string):
@@ -73,7 +83,7 @@ def vector(value):
     count = int(value["_M_impl"]["_M_finish"] - begin)
     if not 0 <= count <= MOST_ELEMENTS:
         raise Damaged("a list of %d elements" % count)
-    return [(begin + index).dereference() for index in range(count)]
+    return [object_at(begin + index) for index in range(count)]
 
 
 def tree(value, element):
@@ -84,8 +94,7 @@ def tree(value, element):
         raise Damaged("a set of %d elements" % count)
     # A node is its links and, behind them, its element.
     elements = [
-        (node + 1).cast(element.pointer()).dereference()
-        for node in _nodes(header["_M_parent"], count)
+        object_at((node + 1).cast(element.pointer())) for node in _nodes(header["_M_parent"], count)
     ]
     if len(elements) != count:
         raise Damaged("a set with %d of its %d elements" % (len(elements), count))
@@ -127,8 +136,21 @@ def function_at(address):
     name = symbol_at(address)
     if name is None:
         return "%#x" % address
-    name = name.replace("non-virtual thunk to ", "")
-    return re.sub(r"\(.*\)( const)?$", "", name)
+    return without_parameters(name.replace("non-virtual thunk to ", ""))
+
+
+def without_parameters(name):
+    """A function's name without the brackets at its end."""
+    if name.endswith(" const"):
+        name = name[: -len(" const")]
+    if not name.endswith(")"):
+        return name
+    depth = 0
+    for index in range(len(name) - 1, 0, -1):
+        depth += {")": 1, "(": -1}.get(name[index], 0)
+        if depth == 0:
+            return name[:index]
+    return name
 
 
 def virtual_function(address, slot):
@@ -148,8 +170,10 @@ def class_at(address):
     name = name.lstrip("*")
     if not re.fullmatch(r"[0-9NS][A-Za-z0-9_]+", name):
         return None
-    return gdb.execute("demangle -- _ZTS" + name, to_string=True).strip().replace(
-        "typeinfo name for ", ""
+    return (
+        gdb.execute("demangle -- _ZTS" + name, to_string=True)
+        .strip()
+        .replace("typeinfo name for ", "")
     )
 
 

@@ -56,7 +56,7 @@ def timer_text(value):
 
 
 def os_timer_text(value):
-    return timer_text(value["m_timer"].dereference())
+    return timer_text(memory.object_at(value["m_timer"]))
 
 
 def posix_timer_text(value):
@@ -133,6 +133,16 @@ def ipv6_text(value):
     return "[%s]:%d" % (socket.inet_ntop(socket.AF_INET6, address), port)
 
 
+def address_text(value):
+    """Any socket address, by what its family says that it is."""
+    texts = {2: ("sockaddr_in", ipv4_text), 10: ("sockaddr_in6", ipv6_text)}
+    family = int(value[value.type.strip_typedefs().fields()[0]])
+    if family not in texts:
+        return "family %d" % family
+    kind, text = texts[family]
+    return text(memory.object_at(value.address.cast(gdb.lookup_type(kind).pointer())))
+
+
 TEXTS = {
     "Semaphore": semaphore_text,
     "Wait": wait_text,
@@ -148,6 +158,8 @@ TEXTS = {
     "UDPSocket": socket_text,
     "Process": process_text,
     "GPALProcessException": exception_text,
+    "sockaddr": address_text,
+    "sockaddr_storage": address_text,
     "sockaddr_in": ipv4_text,
     "sockaddr_in6": ipv6_text,
 }

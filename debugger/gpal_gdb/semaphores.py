@@ -62,9 +62,9 @@ def live_semaphores():
         return [], []
     element = gdb.lookup_type("Semaphore").pointer()
     found, unreadable = [], []
-    for pointer in memory.tree(created.dereference(), element):
+    for pointer in memory.tree(memory.object_at(created), element):
         try:
-            found.append(Semaphore(pointer.dereference()))
+            found.append(Semaphore(memory.object_at(pointer)))
         except memory.FAILURES as error:
             unreadable.append("%#x: damaged (%s)" % (memory.address_of(pointer), error))
     return found, unreadable

@@ -5,7 +5,7 @@ import re
 
 import gdb
 
-from .memory import FAILURES, address_of, text
+from .memory import FAILURES, address_of, text, without_parameters
 
 MOST_FRAMES = 500
 START_OF_BODY = (
@@ -47,7 +47,7 @@ class Stack:
         name = frame.name()
         if name is None:
             return
-        name = re.sub(r"\(((?!anonymous namespace).)*\)( const)?$", "", name)
+        name = without_parameters(name)
         self.note_place(frame, name)
         if SEMAPHORE_WAITS.match(name):
             self.note_take(frame)

@@ -45,7 +45,7 @@ class Thread:
         if stack is None or (stack.function is None and stack.body is None):
             return "?" if self.is_registered else "-"
         if stack.function is not None:
-            return stack.function.name or "C thread, " + level_name(stack.function.priority)
+            return stack.function.name or "?"
         try:
             return type_text(memory.virtual_function(stack.body, TYPE_SLOT))
         except memory.FAILURES:

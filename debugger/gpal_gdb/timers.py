@@ -42,7 +42,7 @@ class Monitor:
         found, unreadable = [], []
         for pointer in self.pointers:
             try:
-                found.append(Timer(pointer.dereference()))
+                found.append(Timer(memory.object_at(pointer)))
             except memory.FAILURES as error:
                 unreadable.append("%#x: damaged (%s)" % (memory.address_of(pointer), error))
         return sorted(found, key=lambda timer: timer.expiry), unreadable
@@ -51,7 +51,7 @@ class Monitor:
 def monitor():
     """The process's monitor; None before there is one."""
     pointer = library.variable("osThreadBasedTimer::m_timerManager")
-    return None if int(pointer) == 0 else Monitor(pointer.dereference())
+    return None if int(pointer) == 0 else Monitor(memory.object_at(pointer))
 
 
 def nanoseconds(value):
