@@ -2,6 +2,7 @@
 # Lets gdb look at a program, and compares what it says with a transcript:
 #
 #     debugger_test.sh WAY TRANSCRIPT BUILD GDB PROGRAM [ARGUMENT...]
+#     debugger_test.sh core-file TRANSCRIPT BUILD GDB PROGRAM CORE
 #
 # WAY is how gdb comes to the program's state: "live", it runs it; "core", it wrote a core file of it;
 # "stub", through the emulator's stub (EMULATOR); "emulators-core", the emulator wrote a core file; "file",
@@ -58,6 +59,9 @@ stub)
     emulator=$!
     until [ -S "$work/stub" ]; do sleep 0.1; done
     debug -ex "target remote $work/stub" -ex "break $stop" -ex continue -ex up -x "$work/ask.py" "$program"
+    ;;
+core-file)
+    debug -x "$work/ask.py" "$program" "$2"
     ;;
 file)
     debug -x "$script" -x "$work/ask.py" "$program"
