@@ -14,17 +14,19 @@ if(GPAL_DEBUG_FILE)
             COMPONENT development)
 endif()
 
-# gdb looks for a script of the library's name beside the library, and for one with the library's whole
-# path below its own folder of scripts. In the build tree the package is where its sources are.
-set(script libgpal.so.${PROJECT_VERSION}-gdb.py)
+# gdb looks for a script of the library's name beside the library, as in the build tree, and below its own
+# folders of scripts for one with the library's whole path, which is known when it is installed.
 set(GPAL_GDB_PACKAGE ${PROJECT_SOURCE_DIR}/debugger)
+set(script libgpal.so.${PROJECT_VERSION}-gdb.py)
 configure_file(debugger/libgpal-gdb.py.in ${PROJECT_BINARY_DIR}/${script} @ONLY)
 
-set(scripts ${CMAKE_INSTALL_DATADIR}/gdb/auto-load${CMAKE_INSTALL_FULL_LIBDIR})
-file(RELATIVE_PATH GPAL_GDB_PACKAGE
-     ${CMAKE_INSTALL_PREFIX}/${scripts} ${CMAKE_INSTALL_FULL_DATADIR}/gpal/gdb)
-configure_file(debugger/libgpal-gdb.py.in ${PROJECT_BINARY_DIR}/installed/${script} @ONLY)
-install(FILES ${PROJECT_BINARY_DIR}/installed/${script} DESTINATION ${scripts}
-        COMPONENT development)
 install(DIRECTORY debugger/gpal_gdb DESTINATION ${CMAKE_INSTALL_DATADIR}/gpal/gdb
         COMPONENT development PATTERN __pycache__ EXCLUDE)
+install(CODE "
+    set(data \${CMAKE_INSTALL_PREFIX}/${CMAKE_INSTALL_DATADIR})
+    set(scripts \${data}/gdb/auto-load\${CMAKE_INSTALL_PREFIX}/${CMAKE_INSTALL_LIBDIR})
+    file(RELATIVE_PATH GPAL_GDB_PACKAGE \${scripts} \${data}/gpal/gdb)
+    configure_file(${PROJECT_SOURCE_DIR}/debugger/libgpal-gdb.py.in
+                   ${PROJECT_BINARY_DIR}/installed/${script} @ONLY)
+    file(INSTALL ${PROJECT_BINARY_DIR}/installed/${script} DESTINATION \${scripts})"
+    COMPONENT development)

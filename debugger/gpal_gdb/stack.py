@@ -126,7 +126,7 @@ def pointed_to(frame, name):
         if value is None:
             return None
         if value.type.code == gdb.TYPE_CODE_REF:
-            return address_of(value.referenced_value().address)
+            return address_of(value.address)  # of what it refers to
         return address_of(value)
     except FAILURES:
         return None

@@ -86,9 +86,9 @@ def registered():
 
 
 def all_threads():
-    """Every thread of the process, and what else the layer has registered, by kernel id."""
+    """Every thread of the process, in the order of gdb's numbers; then those that gdb has not."""
     found = {}
-    for gdbs in gdb.selected_inferior().threads():
+    for gdbs in sorted(gdb.selected_inferior().threads(), key=lambda thread: thread.num):
         thread = Thread(kernel_id_of(gdbs))
         thread.number = gdbs.num
         found[thread.kernel_id] = thread
@@ -98,7 +98,7 @@ def all_threads():
             thread = found.setdefault(kernel_id, Thread(kernel_id))
             thread.posix_id = posix_id
             thread.is_registered = True
-    return [found[kernel_id] for kernel_id in sorted(found)]
+    return list(found.values())
 
 
 def kernel_id_of(gdbs):

@@ -7,7 +7,8 @@
 # WAY is how gdb comes to the program's state: "live", it runs it; "core", it wrote a core file of it;
 # "stub", through the emulator's stub (EMULATOR); "emulators-core", the emulator wrote a core file; "file",
 # there is only the file; "start", no library is loaded yet; "early", the library has just been loaded;
-# "stripped", its debugging information is missing, and beside it is that of something else.
+# "stripped", its debugging information is missing, and beside it is that of something else; "installed", it
+# runs with an installed library (CMAKE installs it), whose script gdb finds among its own.
 # The transcript has commands behind "(gdb)" and the lines that they print. In those <addr>, <number> and
 # the like stand for what differs from run to run, and {{...}} for a regular expression; blanks in a row
 # count as one. Ends with 77, and says why, where gdb can't be used.
@@ -76,6 +77,12 @@ stripped)
     strip -o "$work/libgpal.so.1.0.0" "$build/libgpal.so"
     cp "$program" "$work/libgpal.so.1.0.0.debug"
     debug -x "$script" -ex "set environment LD_PRELOAD $work/libgpal.so.1.0.0" -ex 'set startup-with-shell off' \
+        -ex "break $stop" -ex run -x "$work/ask.py" --args "$@"
+    ;;
+installed)
+    "$CMAKE" --install "$build" --prefix "$work/gpal" >/dev/null
+    debug -iex "add-auto-load-safe-path $work" -iex "add-auto-load-scripts-directory $work/gpal/share/gdb/auto-load" \
+        -ex "set environment LD_PRELOAD $(echo "$work"/gpal/lib*/libgpal.so.1)" -ex 'set startup-with-shell off' \
         -ex "break $stop" -ex run -x "$work/ask.py" --args "$@"
     ;;
 emulators-core)

@@ -13,37 +13,35 @@
 namespace scene
 {
 
-/// A semaphore that tells when threads are blocked in it.
-class Lock : public Semaphore
+/// A semaphore or an event that tells when threads are blocked in it.
+template <typename Base>
+class Observed : public Base
 {
 public:
-    Lock() : Semaphore(1, 1, false) {}
+    using Base::Base;
 
     /// Returns when so many threads have gone to sleep in here.
     void awaitBlocked(int threads)
     {
         GPALSleep sleep;
         for (bool asleep = false; !asleep; sleep.milliSleep(1)) {
-            pthread_mutex_lock(&m_stateMutex); // a thread that is going to sleep still has it
-            asleep = m_blockedCount == threads;
-            pthread_mutex_unlock(&m_stateMutex);
+            pthread_mutex_lock(&this->m_stateMutex); // who is going to sleep still has it
+            asleep = this->m_blockedCount == threads;
+            pthread_mutex_unlock(&this->m_stateMutex);
         }
     }
 };
 
-/// The same for an event.
-class Event : public Wait
+using Count = Observed<Semaphore>;
+
+class Lock : public Count
 {
 public:
-    void awaitBlocked(int threads)
-    {
-        GPALSleep sleep;
-        for (bool asleep = false; !asleep; sleep.milliSleep(1)) {
-            pthread_mutex_lock(&m_stateMutex);
-            asleep = m_blockedCount == threads;
-            pthread_mutex_unlock(&m_stateMutex);
-        }
-    }
+    Lock() : Count(1, 1, false) {}
+};
+
+class Event : public Observed<Wait>
+{
 };
 
 Lock first;
@@ -164,7 +162,7 @@ void threads()
 /// Threads in a circle, each with the lock that the one before wants.
 void deadlock(const std::vector<Lock*>& locks, int timeoutMs)
 {
-    Semaphore go(0, -1, false);
+    Count go(0, -1, false);
     std::vector<std::unique_ptr<Philosopher>> bodies;
     for (std::size_t i = 0; i < locks.size(); ++i) {
         Lock& right = *locks[(i + 1) % locks.size()];
@@ -172,6 +170,7 @@ void deadlock(const std::vector<Lock*>& locks, int timeoutMs)
         spawn(*bodies.back());
         allHaveTaken.take(-1);
     }
+    go.awaitBlocked(static_cast<int>(locks.size()));
     for (std::size_t i = 0; i < locks.size(); ++i) {
         go.give();
     }
