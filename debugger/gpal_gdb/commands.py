@@ -18,7 +18,8 @@ class Layer:
 
     def __init__(self):
         self.semaphores, self.unreadable = semaphores.live_semaphores()
-        self.threads = threads.all_threads()
+        self.threads, unreadable = threads.all_threads()
+        self.unreadable += unreadable
         self.owners = threads.Owners(self.threads)
         for semaphore in self.semaphores:  # finds the ids of threads that are not the layer's
             for posix_id in [semaphore.owner] + semaphore.waiting:
@@ -39,7 +40,7 @@ def report_threads():
     lines = [table(titles, rows)]
     if not any(thread.is_registered for thread in layer.threads):
         lines.append("No thread of the layer is running.")
-    return lines + [semaphores.cycle_text(cycle) for cycle in layer.cycles()]
+    return lines + layer.unreadable + [semaphores.cycle_text(cycle) for cycle in layer.cycles()]
 
 
 def thread_row(thread):
@@ -68,8 +69,8 @@ def report_semaphores():
         return ["There are no semaphores."]
     titles = ["semaphore", "class", "name", "count", "owner", "waiting threads"]
     rows = [semaphore_row(semaphore, layer) for semaphore in layer.semaphores]
-    lines = [table(titles, rows)] + layer.unreadable
-    return lines + [semaphores.cycle_text(cycle) for cycle in layer.cycles()]
+    lines = [table(titles, rows)] if rows else []
+    return lines + layer.unreadable + [semaphores.cycle_text(cycle) for cycle in layer.cycles()]
 
 
 def semaphore_row(semaphore, layer):

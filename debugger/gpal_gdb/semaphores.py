@@ -61,8 +61,12 @@ def live_semaphores():
     if int(created) == 0:
         return [], []
     element = gdb.lookup_type("Semaphore").pointer()
+    try:
+        pointers = memory.tree(memory.object_at(created), element)
+    except memory.FAILURES as error:
+        return [], ["The set of semaphores is damaged: %s" % error]
     found, unreadable = [], []
-    for pointer in memory.tree(memory.object_at(created), element):
+    for pointer in pointers:
         try:
             found.append(Semaphore(memory.object_at(pointer)))
         except memory.FAILURES as error:

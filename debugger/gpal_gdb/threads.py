@@ -86,19 +86,31 @@ def registered():
 
 
 def all_threads():
-    """Every thread of the process, in the order of gdb's numbers; then those that gdb has not."""
+    """Every thread of the process, in the order of gdb's numbers; then those that gdb has not.
+
+    With them come lines on what could not be read.
+    """
     found = {}
     for gdbs in sorted(gdb.selected_inferior().threads(), key=lambda thread: thread.num):
         thread = Thread(kernel_id_of(gdbs))
         thread.number = gdbs.num
         found[thread.kernel_id] = thread
     look_at_stacks(found)
+    unreadable = []
+    try:
+        add_registered(found)
+    except memory.FAILURES as error:
+        unreadable.append("The registry of threads is damaged: %s" % error)
+    return list(found.values()), unreadable
+
+
+def add_registered(threads):
+    """Adds what the layer's registry knows to the threads by their kernel ids."""
     for posix_id, kernel_id in registered().items():
         if kernel_id != 0:
-            thread = found.setdefault(kernel_id, Thread(kernel_id))
+            thread = threads.setdefault(kernel_id, Thread(kernel_id))
             thread.posix_id = posix_id
             thread.is_registered = True
-    return list(found.values())
 
 
 def kernel_id_of(gdbs):

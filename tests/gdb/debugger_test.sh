@@ -28,17 +28,8 @@ work=$(mktemp -d)
 emulator=
 trap '[ -z "$emulator" ] || kill "$emulator" 2>/dev/null || :; rm -rf "$work"' EXIT
 
-# The transcript's commands, for gdb's Python: one that fails does not keep the others from being run.
-{
-    echo "import gdb"
-    echo "def ask(command):"
-    echo "    print('(gdb) ' + command)"
-    echo "    try:"
-    echo "        gdb.execute(command)"
-    echo "    except gdb.error as error:"
-    echo "        print(error)"
-    sed -n "s/^(gdb) \(.*\)/ask('\1')/p" "$transcript"
-} >"$work/ask.py"
+export TRANSCRIPT="$transcript"
+ask=$(dirname "$0")/ask.py
 
 debug()
 {
@@ -49,45 +40,45 @@ debug()
 
 case $way in
 live)
-    debug -ex "break $stop" -ex run -ex up -x "$work/ask.py" --args "$@"
+    debug -ex "break $stop" -ex run -ex up -x "$ask" --args "$@"
     ;;
 core)
     debug -ex "break $stop" -ex run -ex "gcore $work/core" --args "$@"
-    debug -ex up -x "$work/ask.py" "$program" "$work/core"
+    debug -ex up -x "$ask" "$program" "$work/core"
     ;;
 stub)
     $EMULATOR -g "$work/stub" "$@" &
     emulator=$!
     until [ -S "$work/stub" ]; do sleep 0.1; done
-    debug -ex "target remote $work/stub" -ex "break $stop" -ex continue -ex up -x "$work/ask.py" "$program"
+    debug -ex "target remote $work/stub" -ex "break $stop" -ex continue -ex up -x "$ask" "$program"
     ;;
 core-file)
-    debug -x "$work/ask.py" "$program" "$2"
+    debug -x "$ask" "$program" "$2"
     ;;
 file)
-    debug -x "$script" -x "$work/ask.py" "$program"
+    debug -x "$script" -x "$ask" "$program"
     ;;
 start)
-    debug -x "$script" -ex starti -x "$work/ask.py" --args "$@"
+    debug -x "$script" -ex starti -x "$ask" --args "$@"
     ;;
 early)
-    debug -ex 'catch load libgpal' -ex run -x "$work/ask.py" --args "$@"
+    debug -ex 'catch load libgpal' -ex run -x "$ask" --args "$@"
     ;;
 stripped)
     strip -o "$work/libgpal.so.1.0.0" "$build/libgpal.so"
     cp "$program" "$work/libgpal.so.1.0.0.debug"
     debug -x "$script" -ex "set environment LD_PRELOAD $work/libgpal.so.1.0.0" -ex 'set startup-with-shell off' \
-        -ex "break $stop" -ex run -x "$work/ask.py" --args "$@"
+        -ex "break $stop" -ex run -x "$ask" --args "$@"
     ;;
 installed)
     "$CMAKE" --install "$build" --prefix "$work/gpal" >/dev/null
     debug -iex "add-auto-load-safe-path $work" -iex "add-auto-load-scripts-directory $work/gpal/share/gdb/auto-load" \
         -ex "set environment LD_PRELOAD $(echo "$work"/gpal/lib*/libgpal.so.1)" -ex 'set startup-with-shell off' \
-        -ex "break $stop" -ex run -x "$work/ask.py" --args "$@"
+        -ex "break $stop" -ex run -x "$ask" --args "$@"
     ;;
 emulators-core)
     (cd "$work" && ulimit -c unlimited && $EMULATOR "$@" >/dev/null 2>&1) || :
-    debug -x "$work/ask.py" "$program" "$work"/*.core
+    debug -x "$ask" "$program" "$work"/*.core
     ;;
 esac
 
