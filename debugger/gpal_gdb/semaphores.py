@@ -19,6 +19,7 @@ class Semaphore:
         self.is_event = int(memory.scalar(value["m_isWaitObject"])) != 0
         self.is_reentrant = bool(value["m_reentrant"])
         self.waiting_count = int(memory.scalar(value["m_waitingCount"]))
+        self.taken = outstanding(value)
         self.waiting = [int(thread) for thread in waiting_threads(value)]
 
     def title(self):
@@ -31,8 +32,23 @@ class Semaphore:
         return "%d%s%s" % (self.count, bound, " reentrant" if self.is_reentrant else "")
 
     def is_held(self):
-        """Whether whoever waits for it waits for its owner: an event is signalled by anyone."""
-        return self.owner != 0 and self.count < 1 and not self.is_event
+        """Whether whoever waits for it waits for its owner: whether it is a lock that is taken.
+
+        The owner of another semaphore, of a counter or a signal, is only who took a unit last. A lock
+        has one unit altogether, taken or not, and what was taken has not all been given yet.
+        """
+        return self.owner != 0 and self.taken > 0 and self.count + self.taken == 1
+
+
+def outstanding(value):
+    """How many units were taken and not given, by the counters, which wrap."""
+    takes = int(memory.scalar(value["m_takeCount"]))
+    refused = int(memory.scalar(value["m_timeoutCount"])) + int(
+        memory.scalar(value["m_waitingCount"])
+    )
+    gives = int(memory.scalar(value["m_giveCount"]))
+    difference = (takes - refused - gives) % 2**32
+    return difference if difference < 2**31 else difference - 2**32
 
 
 def waiting_threads(value):

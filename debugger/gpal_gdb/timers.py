@@ -85,5 +85,5 @@ def reference_time(monitor):
 
 
 def milliseconds(duration):
-    """A duration as text, with its sign."""
-    return "%.1f ms" % (duration / 1e6)
+    """How long it is until then, or since then."""
+    return "%.1f ms%s" % (abs(duration) / 1e6, " ago" if duration < 0 else "")

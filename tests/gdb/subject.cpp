@@ -214,6 +214,36 @@ void lostOwner()
     end();
 }
 
+/// Waits for what others give it, and has been given some: it is the last to have taken there.
+class Consumer : public Threadable
+{
+public:
+    explicit Consumer(Semaphore& supply) : m_supply(supply) {}
+    void run() override
+    {
+        m_supply.take(-1);
+        m_supply.take(-1);
+    }
+
+private:
+    Semaphore& m_supply;
+};
+
+void consumers()
+{
+    Count signal(0, 1, false);
+    signal.give();
+    Count queue(0, -1, false);
+    queue.give();
+    Consumer ofSignals(signal);
+    Consumer ofQueue(queue);
+    spawn(ofSignals);
+    signal.awaitBlocked(1);
+    spawn(ofQueue);
+    queue.awaitBlocked(1);
+    end();
+}
+
 void timers()
 {
     osTimerThread monitor;
@@ -280,6 +310,7 @@ const Scene SCENES[] = {
      }},
     {"cancelled-waiter", cancelledWaiter},
     {"lost-owner", lostOwner},
+    {"consumers", consumers},
     {"timers", timers},
     {"destroyed-monitor", destroyedMonitor},
     {"damaged", damaged},
