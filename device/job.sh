@@ -30,3 +30,9 @@ done <"$folder/tests.$number"
 if [ "$number" = 0 ] && [ -e "$folder/results.before" ]; then
     sh "$build/tests/exchange/on_device.sh" device "$build" >"$folder/results.device"
 fi
+# It leaves a core file for the host's debugger, when the host has made room for it.
+if [ "$number" = 0 ] && [ -d "$folder/core" ]; then
+    cd "$folder/core"
+    ulimit -c unlimited
+    "$build/tests/gdb/gdbSubject" deadlock-3
+fi

@@ -72,6 +72,17 @@ std::string typeOfLevel(GPALThreadPriority priority)
     return "";
 }
 
+/// The name for the manager: a copy, as debuggers look for the thread's own in its block. Without
+/// memory for one it gets the name itself.
+std::string announcedName(std::string& name)
+{
+    try {
+        return name;
+    } catch (const std::bad_alloc&) {
+        return std::move(name);
+    }
+}
+
 } // namespace
 
 void* threadableStart(void* body)
@@ -98,7 +109,7 @@ void* functionThreadStart(void* block)
     if (start.name.empty()) {
         start.name = typeOfLevel(start.priority);
     }
-    ProcessManagement::manager()->addThread(kernelId, std::move(start.name));
+    ProcessManagement::manager()->addThread(kernelId, announcedName(start.name));
     Threader::setThreadPriority(start.priority, thread);
     start.function(start.argument);
     pthread_cleanup_pop(1);

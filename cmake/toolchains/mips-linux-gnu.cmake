@@ -28,7 +28,7 @@ set(GPAL_SMALL_CODE_OPTIONS
     # All of the library is optimised as one, at the end; that step has to be told of exceptions again.
     -flto=auto -fexceptions
     # The compiler writes the unwind tables itself, without entries for functions that can't throw, and in
-    # the oldest and shortest form, as no debugging information goes with them.
+    # the oldest and shortest form, which is that of the debugging information where there is any.
     -fno-dwarf2-cfi-asm -gdwarf-2 -g0)
 
 # The linker's own script, save that it leaves _gp, the end of an executable's code, to be found.

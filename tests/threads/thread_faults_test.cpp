@@ -6,9 +6,12 @@
 #include <gmock/gmock.h>
 #include <new>
 #include <optional>
+#include <pthread.h>
 #include <string>
+#include <utility>
 
 #include <gpal/GPALException.h>
+#include <gpal/ProcessManager.h>
 
 #include "support/failing_allocations.h"
 #include "support/layer_threads.h"
@@ -34,6 +37,21 @@ public:
     }
 
     std::optional<FailingAllocations> m_memory;
+};
+
+/// Keeps the name that a function's thread is announced with.
+class Announced : public ProcessManager
+{
+public:
+    Announced() : ProcessManager(nullptr) {}
+    using ProcessManager::addThread;
+    int addThread(int /*threadId*/, std::string name) override
+    {
+        m_name = std::move(name);
+        return 1;
+    }
+
+    std::string m_name;
 };
 
 std::string nameOf(const testing::TestParamInfo<support::Kind>& kind)
@@ -69,6 +87,32 @@ TEST_P(ThreadWithoutMemory, runsAlthoughItCannotBeRegistered)
 INSTANTIATE_TEST_SUITE_P(Kinds, ThreadWithoutMemory,
                          testing::Values(support::Kind::THREADABLE, support::Kind::FUNCTION),
                          nameOf);
+
+TEST(NamedThreadWithoutMemory, isAnnouncedUnderItsWholeName)
+{
+    const std::string name = "a name that does not fit into a string by itself";
+    auto* announced = new Announced;
+    ProcessManagement::initialize(announced);
+    std::optional<FailingAllocations> memory;
+    bool struck = false;
+    const support::Replacement create(
+        support::calls::pthread_create, [&](pthread_t* thread, const pthread_attr_t* attributes,
+                                            void* (*body)(void*), void* argument) {
+            memory.emplace(0, FailingAllocations::OF_ALL_THREADS);
+            const int error =
+                support::calls::pthread_create.original(thread, attributes, body, argument);
+            pthread_join(*thread, nullptr);
+            struck = FailingAllocations::struck();
+            memory.reset();
+            return error;
+        });
+    unsigned long id = 0;
+    void* (*nothing)(void*) = [](void*) -> void* { return nullptr; };
+    Threader().spawn(&id, nothing, nullptr, name, GPAL_THREAD_PRIORITY_NORMAL, 0);
+    EXPECT_TRUE(struck);
+    EXPECT_EQ(announced->m_name, name);
+    ProcessManagement::uninitialize();
+}
 
 TEST(ExceptionWithoutMemory, isReportedUnderTheBodysMangledName)
 {
