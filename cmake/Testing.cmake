@@ -23,9 +23,11 @@ target_link_libraries(gpalTestingGuard INTERFACE gpal ${CMAKE_DL_LIBS})
 set_target_properties(gpalTesting PROPERTIES EXPORT_NAME testing)
 set_target_properties(gpalTestingGuard PROPERTIES EXPORT_NAME testing_guard)
 install(TARGETS gpalTesting gpalTestingGuard EXPORT gpalTestingTargets
-        FILE_SET HEADERS DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
-install(EXPORT gpalTestingTargets NAMESPACE gpal:: DESTINATION ${GPAL_CMAKE_DIR})
-install(FILES testing/reboot_guard.cpp DESTINATION ${GPAL_TESTING_DIR})
+        FILE_SET HEADERS DESTINATION ${CMAKE_INSTALL_INCLUDEDIR} COMPONENT development)
+install(EXPORT gpalTestingTargets NAMESPACE gpal:: DESTINATION ${GPAL_CMAKE_DIR}
+        COMPONENT development)
+install(FILES testing/reboot_guard.cpp DESTINATION ${GPAL_TESTING_DIR} COMPONENT development)
 
 configure_file(cmake/gpal-testing.pc.in ${PROJECT_BINARY_DIR}/gpal-testing.pc @ONLY)
-install(FILES ${PROJECT_BINARY_DIR}/gpal-testing.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
+install(FILES ${PROJECT_BINARY_DIR}/gpal-testing.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig
+        COMPONENT development)

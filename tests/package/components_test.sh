@@ -21,7 +21,7 @@ component()
     [ -n "$(find "$work/$1" -type f)" ] || fail "the component $1 is empty"
 }
 component runtime 'libgpal\.so\.|/gpal/libPlatformCommon\.so$'
-component development '/include/gpal/|/libgpal\.so$|/cmake/gpal/|/pkgconfig/|/man3/|/gdb/'
+component development '/include/gpal/|/libgpal\.so$|/cmake/gpal/|/pkgconfig/|/man3/|/gdb/|/share/gpal/testing/'
 component documentation '/share/doc/gpal/'
 component tools '/bin/gpal-info$|/man1/'
 
