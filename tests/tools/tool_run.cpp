@@ -28,9 +28,9 @@ std::vector<std::string> commandLine(const std::vector<std::string>& arguments)
     return words;
 }
 
-void redirect(int descriptor, const std::string& path)
+void redirect(int descriptor, const std::string& path, int mode = O_WRONLY | O_CREAT)
 {
-    const int file = open(path.c_str(), O_WRONLY | O_CREAT, 0644);
+    const int file = open(path.c_str(), mode, 0644);
     if (file < 0 || dup2(file, descriptor) < 0) {
         _exit(126);
     }
@@ -51,10 +51,10 @@ void setEnvironment(std::vector<std::string> variables)
 
 } // namespace
 
-ToolRun runTool(const std::vector<std::string>& arguments,
-                const std::vector<std::string>& environment, const std::string& directory)
+ToolRun runTool(const std::vector<std::string>& arguments, const Surroundings& around)
 {
     const support::TemporaryDirectory files;
+    const std::string collected = files.path("output");
     std::vector<std::string> words = commandLine(arguments);
     std::vector<char*> vector;
     for (std::string& word : words) {
@@ -63,10 +63,11 @@ ToolRun runTool(const std::vector<std::string>& arguments,
     vector.push_back(nullptr);
     const pid_t child = fork();
     if (child == 0) {
-        setEnvironment(environment);
-        redirect(STDOUT_FILENO, files.path("output"));
+        setEnvironment(around.environment);
+        redirect(STDIN_FILENO, around.input, O_RDONLY);
+        redirect(STDOUT_FILENO, around.output.empty() ? collected : around.output);
         redirect(STDERR_FILENO, files.path("errors"));
-        if (chdir(directory.c_str()) == 0) {
+        if (chdir("/") == 0) {
             execv(vector[0], vector.data());
         }
         _exit(127);
@@ -74,5 +75,32 @@ ToolRun runTool(const std::vector<std::string>& arguments,
     int status = 0;
     waitpid(child, &status, 0);
     return {WIFEXITED(status) ? WEXITSTATUS(status) : -WTERMSIG(status),
-            support::contentOf(files.path("output")), support::contentOf(files.path("errors"))};
+            around.output.empty() ? support::contentOf(collected) : "",
+            support::contentOf(files.path("errors"))};
+}
+
+std::vector<std::string> linesOf(const std::string& text)
+{
+    std::vector<std::string> lines;
+    std::istringstream stream(text);
+    for (std::string line; std::getline(stream, line);) {
+        lines.push_back(line);
+    }
+    return lines;
+}
+
+std::string complaints(const ToolRun& run)
+{
+    std::string text;
+    for (const std::string& line : linesOf(run.errors)) {
+        text += line.rfind("==", 0) == 0 ? "" : line + "\n";
+    }
+    return text;
+}
+
+bool isJson(const std::string& text)
+{
+    const support::TemporaryDirectory directory;
+    const std::string file = directory.file("text", text);
+    return std::system(("python3 -m json.tool " + file + " >/dev/null 2>&1").c_str()) == 0;
 }
