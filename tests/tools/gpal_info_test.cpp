@@ -21,7 +21,6 @@ namespace
 using testing::Contains;
 using testing::ContainsRegex;
 using testing::Each;
-using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::Not;
 using testing::SizeIs;

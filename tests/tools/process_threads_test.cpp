@@ -10,6 +10,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include "support/observed.h"
 #include "support/temporary_directory.h"
 #include "tool_run.h"
 
@@ -39,7 +40,7 @@ public:
             dup2(m_input[0], STDIN_FILENO);
             close(m_input[1]);
             setpriority(PRIO_PROCESS, 0, 9);
-            execl("/bin/sh", program().c_str(), "-c", "echo >ready; read line", nullptr);
+            execl("/bin/sh", program().c_str(), "-c", "read line", nullptr);
             _exit(127);
         }
         close(m_input[0]);
@@ -121,11 +122,9 @@ TEST(GpalInfoProcess, isFoundByItsIdOrByAPartOfItsPath)
 {
     const WaitingShell shell;
     const std::string row = "\n +" + shell.id() + "  [^ ]+ +9  LOW +[a-z]+ +[0-9]+\\.[0-9][0-9]\n";
-    for (int i = 0; i < 2000 && access("/proc/self", F_OK) == 0; ++i) {
-        if (runTool({"--process", shell.id()}).output.find(shell.program()) != std::string::npos) {
-            break; // the shell is there, in place of this program
-        }
-    }
+    ASSERT_TRUE(support::eventually([&] {
+        return runTool({"--process", shell.id()}).output.find(shell.program()) != std::string::npos;
+    })) << "the shell has not taken this program's place";
     for (const std::string& process : {shell.id(), shell.program()}) {
         const ToolRun run = runTool({"--process", process});
         EXPECT_EQ(run.status, 0);

@@ -59,7 +59,8 @@ Transport findTransport(const Packet& packet)
     const std::size_t network = ETHERNET + (isTagged ? VLAN_TAG : 0);
     const unsigned type = packet.number(network - 2);
     if (type == IPV4_TYPE && packet.byte(network) >> 4 == 4) {
-        const std::size_t header = std::max<std::size_t>(IPV4, (packet.byte(network) & 0xFU) * 4);
+        const std::size_t header =
+            std::max<std::size_t>(IPV4, std::size_t{packet.byte(network) & 0xFU} * 4);
         const std::size_t total = packet.number(network + 2);
         return {packet.byte(network + 9), network + header, std::max(total, header) - header};
     }
@@ -73,7 +74,7 @@ Transport findTransport(const Packet& packet)
 std::size_t transportHeader(const Packet& packet, const Transport& transport)
 {
     if (transport.protocol == TCP_NUMBER && transport.size >= TCP) {
-        return std::max<std::size_t>(TCP, (packet.byte(transport.at + 12) >> 4) * 4);
+        return std::max<std::size_t>(TCP, std::size_t{packet.byte(transport.at + 12) >> 4} * 4);
     }
     const bool isUdp = transport.protocol == UDP_NUMBER && transport.size >= UDP;
     return isUdp && packet.number(transport.at + 4) == transport.size ? UDP : 0;

@@ -1,6 +1,7 @@
 #include "disks.h"
 
 #include <algorithm>
+#include <cmath>
 #include <cstdlib>
 #include <gpal/Storage.h>
 #include <sys/stat.h>
@@ -54,12 +55,10 @@ Disk examine(const std::string& path)
     disk.device = entry.st_dev;
     disk.free = bytes(figures.f_bavail);
     disk.size = used + disk.free;
-    // Without the hundredfold of a large disk, which 64 bits might not hold.
-    disk.usedPercent =
-        disk.size == 0
-            ? 0
-            : static_cast<int>(100.0 * static_cast<double>(used) / static_cast<double>(disk.size) +
-                               0.5);
+    if (disk.size != 0) {
+        const double share = static_cast<double>(used) / static_cast<double>(disk.size);
+        disk.usedPercent = static_cast<int>(std::lround(100 * share));
+    }
     disk.isUsers = isOnUserDisk(path);
     return disk;
 }
