@@ -43,7 +43,7 @@ int openTerminal(std::string& name)
 
 void redirect(int descriptor, const std::string& path)
 {
-    const int file = open(path.c_str(), O_RDWR | O_CREAT | O_NOCTTY, 0644);
+    const int file = open(path.c_str(), O_RDWR | O_CREAT | O_NOCTTY | O_TRUNC, 0644);
     if (file < 0 || dup2(file, descriptor) < 0) {
         _exit(126);
     }
@@ -74,7 +74,8 @@ std::string contentsOf(const std::string& path)
 }
 
 ProgramRun::ProgramRun(const WorkDirectory& directory, const std::vector<std::string>& arguments,
-                       Errors errors)
+                       Errors errors, const std::vector<std::string>& before,
+                       const std::string& output)
     : m_directory(directory)
 {
     std::string errorPath = directory.path("stderr");
@@ -82,6 +83,7 @@ ProgramRun::ProgramRun(const WorkDirectory& directory, const std::vector<std::st
         m_terminal = openTerminal(errorPath);
     }
     std::vector<std::string> words = commandLine(arguments);
+    words.insert(words.begin(), before.begin(), before.end());
     std::vector<char*> vector;
     for (std::string& word : words) {
         vector.push_back(word.data());
@@ -92,9 +94,9 @@ ProgramRun::ProgramRun(const WorkDirectory& directory, const std::vector<std::st
         if (chdir(directory.path().c_str()) != 0) {
             _exit(126);
         }
-        redirect(STDOUT_FILENO, directory.path("stdout"));
+        redirect(STDOUT_FILENO, output.empty() ? directory.path("stdout") : output);
         redirect(STDERR_FILENO, errorPath);
-        execv(vector[0], vector.data());
+        execvp(vector[0], vector.data());
         _exit(127);
     }
 }
