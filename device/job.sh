@@ -29,4 +29,5 @@ done <"$folder/tests.$number"
 # The first device exchanges files with the host, when the host has begun to.
 if [ "$number" = 0 ] && [ -e "$folder/results.before" ]; then
     sh "$build/tests/exchange/on_device.sh" device "$build" >"$folder/results.device"
+    sh "$build/tests/exchange/calls.sh" device "$build" >"$folder/output.calls" 2>&1
 fi
