@@ -29,6 +29,7 @@ done <"$folder/tests.$number"
 # The first device exchanges files with the host, when the host has begun to.
 if [ "$number" = 0 ] && [ -e "$folder/results.before" ]; then
     sh "$build/tests/exchange/on_device.sh" device "$build" >"$folder/results.device"
+    sh "$build/tests/exchange/calls.sh" device "$build" >"$folder/output.calls" 2>&1
 fi
 # It leaves a core file for the host's debugger, when the host has made room for it.
 if [ "$number" = 0 ] && [ -d "$folder/core" ]; then

@@ -2,8 +2,9 @@
 
 #include <stdexcept>
 
-#include <gpal/ProcessManager.h>
 #include <gpal/TimedThread.h>
+
+#include "semaphore_summary.h"
 
 namespace voicecall
 {
@@ -20,32 +21,31 @@ public:
 
     void run() override
     {
-        m_nice = niceOfThisThread();
+        m_identity.take();
         m_complete = m_recorder.waitForFrames(m_frames, QUIET_MS);
     }
 
     bool complete() const { return m_complete; }
-    int nice() const { return m_nice; }
+    ThreadFigures figures() const { return m_identity.figures("drain", GPAL_THREAD_PRIORITY_LOW); }
 
 private:
     Recorder& m_recorder;
     const int m_frames;
     std::atomic<bool> m_complete{false};
-    std::atomic<int> m_nice{0};
+    ThreadIdentity m_identity;
 };
 
 } // namespace
 
 Call::Call(const std::vector<std::uint8_t>& codes, packet_dump* capture)
     : m_threader(ThreaderFactory().createNewThreader()),
-      m_receiver(RtpStream::atRandom(), m_queue),
-      m_sender(m_receiver.stream(), codes, m_receiver.port(), capture),
+      m_receiver(IncomingStream(m_stream, m_near.address()), m_far, m_queue),
+      m_sender(m_stream, codes, m_near, m_far.address(), capture),
       m_recorder(m_queue, m_sender.frames())
 {
-    m_receiver.acceptFrom(m_sender.port());
 }
 
-CallResult Call::run(const std::function<bool(const CallProgress&)>& goOn)
+CallResult Call::run(const GoOn& goOn)
 {
     // Who listens is there before who speaks.
     const bool started = m_recorder.start(*m_threader) && m_receiver.start(*m_threader) &&
@@ -64,11 +64,12 @@ CallResult Call::run(const std::function<bool(const CallProgress&)>& goOn)
     return result();
 }
 
-void Call::talk(const std::function<bool(const CallProgress&)>& goOn)
+void Call::talk(const GoOn& goOn)
 {
     constexpr int ASK_EVERY_MS = 100;
     do {
         if (!goOn({m_sender.frames(), m_sender.sent(), m_recorder.received()})) {
+            m_hungUp = true;
             m_sender.hangUp();
         }
     } while (!m_sender.waitUntilDone(ASK_EVERY_MS));
@@ -86,55 +87,29 @@ void Call::drain()
     const bool inTime = timed->runForAMaximumOf(AT_MOST_MS) == 1;
     factory.deleteTimedThread(timed);
     m_drained = inTime && drain.complete();
-    m_drainNice = drain.nice();
+    m_drainThread = drain.figures();
 }
 
 CallResult Call::result() const
 {
     CallResult result;
+    result.end = m_hungUp ? CallEnd::HUNG_UP : CallEnd::COMPLETED;
     result.frames = m_sender.frames();
     result.sent = m_sender.sent();
     result.sendFailures = m_sender.failed();
     result.received = m_recorder.received();
+    result.lost = result.sent - result.received;
     result.reordered = m_recorder.reordered();
     result.duplicates = m_recorder.duplicates();
     result.captured = m_sender.captured();
     result.foreign = m_receiver.foreign();
     result.drained = m_drained;
     result.lateness = m_sender.lateness();
-    result.threads = {figures("sender", m_sender), figures("receiver", m_receiver),
-                      figures("recorder", m_recorder),
-                      ThreadFigures{"drain", nameOfLevel(GPAL_THREAD_PRIORITY_LOW),
-                                    wantedNice(GPAL_THREAD_PRIORITY_LOW), m_drainNice}};
-    result.audio = m_recorder.audio(result.sent);
+    result.threads = {m_sender.figures(), m_receiver.figures(), m_recorder.figures(),
+                      m_drainThread};
+    result.semaphores = dumpOfSemaphores();
+    result.audio = m_recorder.audio(0, result.sent);
     return result;
-}
-
-ThreadFigures Call::figures(const char* name, const CallThread& thread) const
-{
-    return {name, nameOfLevel(thread.level()), wantedNice(thread.level()), thread.nice()};
-}
-
-int wantedNice(GPALThreadPriority level)
-{
-    return ProcessManagement::manager()->calculatePriority(level);
-}
-
-std::string nameOfLevel(GPALThreadPriority level)
-{
-    switch (level) {
-    case GPAL_THREAD_PRIORITY_LOW:
-        return "LOW";
-    case GPAL_THREAD_PRIORITY_NORMAL:
-        return "NORMAL";
-    case GPAL_THREAD_PRIORITY_HIGH:
-        return "HIGH";
-    case GPAL_THREAD_PRIORITY_TIMER:
-        return "TIMER";
-    case GPAL_THREAD_PRIORITY_VOICE:
-        return "VOICE";
-    }
-    return "?";
 }
 
 } // namespace voicecall

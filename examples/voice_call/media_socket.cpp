@@ -1,66 +1,46 @@
 #include "media_socket.h"
 
-#include <arpa/inet.h>
 #include <cerrno>
 #include <cstring>
-#include <netinet/in.h>
 #include <poll.h>
 #include <stdexcept>
-#include <string>
-#include <sys/socket.h>
 
 namespace voicecall
 {
-namespace
-{
 
-sockaddr_in loopback(std::uint16_t port)
-{
-    sockaddr_in address{};
-    address.sin_family = AF_INET;
-    address.sin_port = htons(port);
-    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    return address;
-}
-
-} // namespace
-
-MediaSocket::MediaSocket()
+MediaSocket::MediaSocket(const NetworkAddress& local) : m_address(local)
 {
     constexpr unsigned char EXPEDITED_FORWARDING = 46; // RFC 3246
-    // The layer binds ports that are named. Any free one is the kernel's to choose.
-    sockaddr_in address = loopback(0);
-    socklen_t length = sizeof(address);
-    auto* const plain = reinterpret_cast<sockaddr*>(&address);
-    const int handle = m_socket.open(0, ADDRESS_FAMILY_IPV4, "voice_call", "127.0.0.1");
-    if (handle < 0 || bind(handle, plain, length) != 0 ||
-        getsockname(handle, plain, &length) != 0) {
-        throw std::runtime_error(std::string("cannot open a UDP socket on 127.0.0.1: ") +
-                                 std::strerror(errno));
+    // The layer binds ports that are named, of every local address or of one that is a text. What
+    // is wanted here is an address in binary form, and any port that the kernel has free.
+    const int handle =
+        m_socket.open(0, static_cast<AddressFamily>(local.family()), "voice_call", "");
+    if (handle < 0 || bind(handle, m_address.plain(), *m_address.size()) != 0 ||
+        getsockname(handle, m_address.plain(), m_address.size()) != 0) {
+        throw std::runtime_error("cannot listen at " + local.text() + ": " + std::strerror(errno));
     }
-    m_port = ntohs(address.sin_port);
     m_socket.setPriority(EXPEDITED_FORWARDING);
 }
 
-bool MediaSocket::send(const std::uint8_t* packet, std::size_t size, std::uint16_t port)
+bool MediaSocket::send(const std::uint8_t* packet, std::size_t size, NetworkAddress to)
 {
-    sockaddr_in to = loopback(port);
-    unsigned int length = sizeof(to);
-    return m_socket.write(reinterpret_cast<const char*>(packet), static_cast<unsigned int>(size),
-                          reinterpret_cast<sockaddr*>(&to), &length) == static_cast<int>(size);
+    // A UDPSocket is for one thread, and that is the one which reads: what any thread may use is
+    // the layer's function below it.
+    return sendto_overNonBlocking(m_socket.socketHandle(), packet, static_cast<unsigned int>(size),
+                                  0, to.plain(), *to.size()) == static_cast<int>(size);
 }
 
 int MediaSocket::receive(std::uint8_t* packet, std::size_t capacity, int timeoutMs,
-                         std::uint16_t& fromPort)
+                         NetworkAddress& from)
 {
-    // The layer's read waits without limit.
+    // The layer's read waits without limit: nobody could stop who is in there.
     pollfd waiting{m_socket.socketHandle(), POLLIN, 0};
     if (poll(&waiting, 1, timeoutMs) <= 0) {
         return -1;
     }
-    unsigned int fromAddress = 0;
-    return m_socket.read(reinterpret_cast<char*>(packet), static_cast<int>(capacity), fromAddress,
-                         fromPort);
+    from = NetworkAddress();
+    return m_socket.read(reinterpret_cast<char*>(packet), static_cast<unsigned int>(capacity),
+                         from.plain(), from.size());
 }
 
 } // namespace voicecall

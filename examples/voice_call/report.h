@@ -4,10 +4,12 @@
 #define VOICE_CALL_REPORT_H
 
 #include <iosfwd>
+#include <optional>
 #include <string>
 #include <vector>
 
-#include "call.h"
+#include "call_result.h"
+#include "semaphore_summary.h"
 
 namespace voicecall
 {
@@ -42,11 +44,14 @@ struct ReportFacts {
     std::string output;
     std::string capture; ///< "" when none was wanted
     std::size_t samplesWritten;
-    bool asEncoded; ///< the recording equals what was encoded and decoded, sample for sample
-    bool interrupted;
+    /// Whether the recording equals what was encoded and decoded, sample for sample; nothing where
+    /// that is not known.
+    std::optional<bool> asEncoded;
+    int timeoutS; ///< how long the other side may say nothing
+    SemaphoreSummary semaphores;
 };
 
-/// Writes the report, all but the list of semaphores.
+/// Writes the report, which fits a screen of 24 lines with 80 characters, unless a path is long.
 void writeReport(std::ostream& out, const ReportFacts& facts, const CallResult& call);
 
 } // namespace voicecall

@@ -15,6 +15,11 @@ constexpr unsigned SEQUENCE_AT = 2;
 constexpr unsigned TIMESTAMP_AT = 4;
 constexpr unsigned SOURCE_AT = 8;
 
+// Of RTCP: packets of whole 32-bit words, several in one datagram.
+constexpr std::size_t WORD = 4;
+constexpr unsigned RECEIVER_REPORT = 201;
+constexpr unsigned BYE = 203;
+
 void put16(std::uint8_t* at, unsigned number)
 {
     at[0] = static_cast<std::uint8_t>(number >> 8 & 0xFF);
@@ -35,6 +40,12 @@ unsigned get16(const std::uint8_t* at)
 std::uint32_t get32(const std::uint8_t* at)
 {
     return std::uint32_t{get16(at)} << 16 | get16(at + 2);
+}
+
+bool isMuLawFrame(const std::uint8_t* packet, std::size_t size)
+{
+    return size == RTP_HEADER_SIZE + FRAME_SAMPLES && packet[0] == VERSION_2 &&
+           (packet[1] & ~MARKER) == PAYLOAD_MU_LAW;
 }
 
 std::uint32_t timestampOf(const RtpStream& stream, int index)
@@ -70,8 +81,7 @@ RtpPacket toPacket(const RtpStream& stream, const Frame& frame)
 bool fromPacket(const RtpStream& stream, const std::uint8_t* packet, std::size_t size,
                 int expectedIndex, Frame& frame)
 {
-    if (size != RTP_HEADER_SIZE + FRAME_SAMPLES || packet[0] != VERSION_2 ||
-        (packet[1] & ~MARKER) != PAYLOAD_MU_LAW || get32(packet + SOURCE_AT) != stream.source) {
+    if (!isMuLawFrame(packet, size) || get32(packet + SOURCE_AT) != stream.source) {
         return false;
     }
     // Distances on a circle of 65536 numbers: the upper half of them leads backwards.
@@ -85,6 +95,54 @@ bool fromPacket(const RtpStream& stream, const std::uint8_t* packet, std::size_t
     frame.index = index;
     std::copy(packet + RTP_HEADER_SIZE, packet + size, frame.payload.begin());
     return true;
+}
+
+bool learnStream(const std::uint8_t* packet, std::size_t size, int index, RtpStream& stream)
+{
+    if (!isMuLawFrame(packet, size)) {
+        return false;
+    }
+    stream.source = get32(packet + SOURCE_AT);
+    stream.firstSequence =
+        static_cast<std::uint16_t>(get16(packet + SEQUENCE_AT) - static_cast<unsigned>(index));
+    stream.firstTimestamp =
+        get32(packet + TIMESTAMP_AT) -
+        static_cast<std::uint32_t>(index) * static_cast<std::uint32_t>(FRAME_SAMPLES);
+    return true;
+}
+
+std::vector<std::uint8_t> goodbye(std::uint32_t source)
+{
+    // A datagram of RTCP begins with a report, be it an empty one.
+    std::vector<std::uint8_t> packet(4 * WORD);
+    packet[0] = VERSION_2;
+    packet[1] = RECEIVER_REPORT;
+    put16(&packet[2], 1); // one word follows
+    put32(&packet[WORD], source);
+    packet[2 * WORD] = VERSION_2 | 1; // one source
+    packet[2 * WORD + 1] = BYE;
+    put16(&packet[2 * WORD + 2], 1);
+    put32(&packet[3 * WORD], source);
+    return packet;
+}
+
+bool isGoodbye(const std::uint8_t* packet, std::size_t size, std::uint32_t source)
+{
+    std::size_t at = 0;
+    while (size - at >= 2 * WORD && (packet[at] & 0xC0U) == VERSION_2) {
+        const std::size_t words = get16(packet + at + 2);
+        const std::size_t sources = packet[at] & 0x1FU;
+        if (packet[at + 1] == BYE) {
+            // The sources, one a word, follow the first word.
+            for (std::size_t i = 1; i <= std::min(sources, words); ++i) {
+                if (at + (i + 1) * WORD <= size && get32(packet + at + i * WORD) == source) {
+                    return true;
+                }
+            }
+        }
+        at += std::min((words + 1) * WORD, size - at);
+    }
+    return false;
 }
 
 } // namespace voicecall

@@ -6,6 +6,7 @@
 #include <array>
 #include <cstddef>
 #include <cstdint>
+#include <vector>
 
 namespace voicecall
 {
@@ -41,6 +42,18 @@ RtpPacket toPacket(const RtpStream& stream, const Frame& frame);
 /// that is no frame of \p stream.
 bool fromPacket(const RtpStream& stream, const std::uint8_t* packet, std::size_t size,
                 int expectedIndex, Frame& frame);
+
+/// Learns what a stream is like from the first packet of it that is heard, which gets the index
+/// \p index: some that were sent before it may still come. Returns false, with \p stream unchanged,
+/// for what is no frame of mu-law audio.
+bool learnStream(const std::uint8_t* packet, std::size_t size, int index, RtpStream& stream);
+
+/// The packet that says that \p source hangs up: a BYE of RTCP, the standard's control protocol.
+/// It goes to the port of the audio (RFC 5761).
+std::vector<std::uint8_t> goodbye(std::uint32_t source);
+
+/// Whether a packet, of RTCP, says that \p source hangs up.
+bool isGoodbye(const std::uint8_t* packet, std::size_t size, std::uint32_t source);
 
 } // namespace voicecall
 

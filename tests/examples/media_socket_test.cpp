@@ -8,6 +8,7 @@
 #include "media_socket.h"
 
 using voicecall::MediaSocket;
+using voicecall::NetworkAddress;
 
 TEST(MediaSocket, carriesPacketsAndTellsWhoSentThem)
 {
@@ -16,13 +17,13 @@ TEST(MediaSocket, carriesPacketsAndTellsWhoSentThem)
     ASSERT_NE(one.port(), 0);
     ASSERT_NE(one.port(), other.port());
     const std::array<std::uint8_t, 3> sent{1, 2, 3};
-    ASSERT_TRUE(one.send(sent.data(), sent.size(), other.port()));
+    ASSERT_TRUE(one.send(sent.data(), sent.size(), other.address()));
     std::array<std::uint8_t, 10> received{};
-    std::uint16_t from = 0;
+    NetworkAddress from;
     ASSERT_EQ(other.receive(received.data(), received.size(), 5000, from), 3);
     EXPECT_EQ(received[0], 1);
     EXPECT_EQ(received[2], 3);
-    EXPECT_EQ(from, one.port());
+    EXPECT_EQ(from.text(), "127.0.0.1:" + std::to_string(one.port()));
 }
 
 TEST(MediaSocket, asksForExpeditedForwarding)
@@ -39,7 +40,8 @@ TEST(MediaSocket, asksForExpeditedForwarding)
     ASSERT_EQ(setsockopt(peer, IPPROTO_IP, IP_RECVTOS, &wanted, sizeof wanted), 0);
 
     const std::array<std::uint8_t, 1> packet{};
-    ASSERT_TRUE(MediaSocket().send(packet.data(), packet.size(), ntohs(address.sin_port)));
+    ASSERT_TRUE(MediaSocket().send(packet.data(), packet.size(),
+                                   NetworkAddress::loopback(ntohs(address.sin_port))));
     char data = 0;
     alignas(cmsghdr) char control[CMSG_SPACE(sizeof(int))] = "";
     iovec piece{&data, 1};
@@ -58,7 +60,7 @@ TEST(MediaSocket, waitsForALimitedTime)
 {
     MediaSocket socket;
     std::array<std::uint8_t, 10> received{};
-    std::uint16_t from = 0;
+    NetworkAddress from;
     EXPECT_EQ(socket.receive(received.data(), received.size(), 20, from), -1);
 }
 
@@ -66,9 +68,9 @@ TEST(MediaSocket, cutsAPacketThatIsLongerThanTheBuffer)
 {
     MediaSocket socket;
     const std::array<std::uint8_t, 20> sent{};
-    ASSERT_TRUE(socket.send(sent.data(), sent.size(), socket.port()));
+    ASSERT_TRUE(socket.send(sent.data(), sent.size(), socket.address()));
     std::array<std::uint8_t, 10> received{};
-    std::uint16_t from = 0;
+    NetworkAddress from;
     EXPECT_EQ(socket.receive(received.data(), received.size(), 5000, from), 10);
 }
 
@@ -76,5 +78,39 @@ TEST(MediaSocket, tellsThatAPacketWasNotTaken)
 {
     MediaSocket socket;
     const std::array<std::uint8_t, 1> packet{};
-    EXPECT_FALSE(socket.send(packet.data(), packet.size(), 0));
+    EXPECT_FALSE(socket.send(packet.data(), packet.size(), NetworkAddress()));
+}
+
+TEST(MediaSocket, hearsBothFamiliesWhereItListensAtEveryAddress)
+{
+    if (access("/proc/net/if_inet6", F_OK) != 0) {
+        GTEST_SKIP() << "this host has no IPv6";
+    }
+    MediaSocket listening(NetworkAddress::any(AF_INET6, 0));
+    const std::string port = std::to_string(listening.port());
+    for (const char* host : {"127.0.0.1", "[::1]"}) {
+        const NetworkAddress to = NetworkAddress::of(host + (":" + port), 0);
+        MediaSocket caller(NetworkAddress::any(to.family(), 0));
+        const std::array<std::uint8_t, 1> packet{7};
+        ASSERT_TRUE(caller.send(packet.data(), packet.size(), to));
+        std::array<std::uint8_t, 10> received{};
+        NetworkAddress from;
+        ASSERT_EQ(listening.receive(received.data(), received.size(), 5000, from), 1);
+        EXPECT_EQ(from.text(), host + (":" + std::to_string(caller.port())));
+        ASSERT_TRUE(listening.send(packet.data(), packet.size(), from)) << "and can answer";
+        ASSERT_EQ(caller.receive(received.data(), received.size(), 5000, from), 1);
+        EXPECT_EQ(from, to);
+    }
+}
+
+TEST(MediaSocket, saysWhatItCannotHave)
+{
+    MediaSocket first;
+    try {
+        MediaSocket second(first.address());
+        FAIL() << "two sockets have one port";
+    } catch (const std::runtime_error& error) {
+        EXPECT_EQ(error.what(),
+                  "cannot listen at " + first.address().text() + ": Address already in use");
+    }
 }

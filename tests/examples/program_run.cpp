@@ -26,21 +26,24 @@ int openTerminal(std::string& name)
 } // namespace
 
 ProgramRun::ProgramRun(const support::TemporaryDirectory& directory,
-                       const std::vector<std::string>& arguments, Errors errors)
+                       const std::vector<std::string>& arguments, Errors errors,
+                       const std::vector<std::string>& before, const std::string& output)
     : m_directory(directory)
 {
     std::string errorPath = directory.path("stderr");
     if (errors == ERRORS_ON_TERMINAL) {
         m_terminal = openTerminal(errorPath);
     }
-    m_id = support::startProgram(
-        support::commandLine(PROGRAM, PROGRAM_EMULATOR, PROGRAM_VARIABLE, arguments), [&] {
-            if (chdir(directory.path().c_str()) != 0) {
-                _exit(126);
-            }
-            support::redirect(STDOUT_FILENO, directory.path("stdout"));
-            support::redirect(STDERR_FILENO, errorPath);
-        });
+    std::vector<std::string> words =
+        support::commandLine(PROGRAM, PROGRAM_EMULATOR, PROGRAM_VARIABLE, arguments);
+    words.insert(words.begin(), before.begin(), before.end());
+    m_id = support::startProgram(words, [&] {
+        if (chdir(directory.path().c_str()) != 0) {
+            _exit(126);
+        }
+        support::redirect(STDOUT_FILENO, output.empty() ? directory.path("stdout") : output);
+        support::redirect(STDERR_FILENO, errorPath);
+    });
 }
 
 ProgramRun::~ProgramRun()

@@ -16,8 +16,11 @@ class ProgramRun
 public:
     enum Errors { ERRORS_IN_FILE, ERRORS_ON_TERMINAL };
 
+    /// \p before is a command that runs the program, if there is one; \p output is a file that
+    /// takes standard output in place of the one in the directory.
     ProgramRun(const support::TemporaryDirectory& directory,
-               const std::vector<std::string>& arguments, Errors errors = ERRORS_IN_FILE);
+               const std::vector<std::string>& arguments, Errors errors = ERRORS_IN_FILE,
+               const std::vector<std::string>& before = {}, const std::string& output = "");
     ProgramRun(const ProgramRun&) = delete;
     ProgramRun& operator=(const ProgramRun&) = delete;
     /// Kills a program that is still running.

@@ -1,17 +1,14 @@
 #include <algorithm>
 #include <array>
 #include <chrono>
-#include <cmath>
 #include <csignal>
-#include <cstdlib>
-#include <fstream>
 #include <gmock/gmock.h>
 #include <gpal/packet_dump.h>
 #include <gtest/gtest.h>
+#include <sstream>
 
-#include "g711.h"
 #include "program_run.h"
-#include "resample.h"
+#include "recordings.h"
 #include "wav_file.h"
 
 #include "support/observed.h"
@@ -22,49 +19,7 @@ using testing::HasSubstr;
 using testing::Not;
 using testing::StartsWith;
 using voicecall::WavAudio;
-
-namespace
-{
-
-/// Audio in which no two stretches are alike.
-WavAudio sweep(unsigned rate, unsigned channels, int milliseconds)
-{
-    WavAudio audio{rate, channels, {}};
-    const std::size_t frames = static_cast<std::size_t>(milliseconds) * rate / 1000;
-    for (std::size_t i = 0; i < frames; ++i) {
-        const double time = static_cast<double>(i) / rate;
-        for (unsigned channel = 0; channel < channels; ++channel) {
-            audio.samples.push_back(
-                static_cast<std::int16_t>(12000 * std::sin((2000 + 3000 * time) * time + channel)));
-        }
-    }
-    return audio;
-}
-
-std::vector<std::int16_t> asEncodedAndDecoded(const WavAudio& audio)
-{
-    return voicecall::muLawDecode(voicecall::muLawEncode(
-        voicecall::toTelephoneRate(voicecall::toMono(audio), audio.sampleRate)));
-}
-
-void writeBytes(const std::string& path, const std::vector<std::uint8_t>& bytes)
-{
-    std::ofstream file(path, std::ios::binary);
-    file.write(reinterpret_cast<const char*>(bytes.data()),
-               static_cast<std::streamsize>(bytes.size()));
-}
-
-const char* const USAGE =
-    "usage: voice_call [--output FILE] [--capture FILE] [--crash] [--help] [WAV]\n";
-
-/// The number behind the last \p label in what the program printed; -1 when there is none.
-int figure(const std::string& text, const std::string& label)
-{
-    const std::size_t at = text.rfind(label);
-    return at == std::string::npos ? -1 : std::atoi(text.c_str() + at + label.size());
-}
-
-} // namespace
+using namespace recordings;
 
 class VoiceCall : public testing::Test
 {
@@ -129,15 +84,46 @@ TEST_F(VoiceCall, reportsTicksThreadsAndSemaphores)
     EXPECT_THAT(report,
                 HasSubstr("\nOutput:           voice_call.wav (8000 Hz, mono, 1600 samples"));
     EXPECT_THAT(report, HasSubstr("equal to the encoded and decoded input, sample for sample\n"));
-    EXPECT_THAT(report, ContainsRegex("Tick lateness: *median [0-9.]+ ms, 99th percentile "
-                                      "[0-9.]+ ms, maximum [0-9.]+ ms\n"));
+    EXPECT_THAT(report, ContainsRegex("Tick lateness: *median [0-9.]+ ms, 99 % in [0-9.]+ ms, "
+                                      "maximum [0-9.]+ ms\n  below 1 ms +[0-9]+"));
     for (const char* thread :
-         {"timer monitor TIMER  nice", "sender        VOICE  nice", "receiver      VOICE  nice",
-          "recorder      NORMAL nice", "drain         LOW    nice   9\n"}) {
-        EXPECT_THAT(report, HasSubstr(thread));
+         {"main            -     ", "timer monitor   TIMER ", "sender          VOICE ",
+          "receiver        VOICE ", "recorder        NORMAL", "drain           LOW         9 "}) {
+        EXPECT_THAT(report, ContainsRegex("\n  " + std::string(thread) + "[ 0-9*-]+  [0-9]+\n"));
     }
-    EXPECT_THAT(report, HasSubstr("Type                      = Semaphore\n"));
-    EXPECT_THAT(report, HasSubstr("Type                      = Wait\n"));
+    EXPECT_THAT(report,
+                ContainsRegex("\nSemaphores: +[1-9][0-9]* alive, [0-9]+ held, and [1-9][0-9]* "
+                              "events; waited for: [0-9]+\n$"));
+    EXPECT_LE(std::count(report.begin(), report.end(), '\n'), 24) << "a screen";
+}
+
+TEST_F(VoiceCall, dumpsAllSemaphoresWhenAskedTo)
+{
+    writeInput(sweep(8000, 1, 40));
+    ProgramRun run(m_directory, {"in.wav", "--dump"});
+    EXPECT_EQ(run.wait(), 0);
+    const std::string dump = run.output().substr(run.output().find("Semaphores alive"));
+    EXPECT_THAT(dump, HasSubstr("Type                      = Semaphore\n"));
+    EXPECT_THAT(dump, HasSubstr("Type                      = Wait\n"));
+}
+
+TEST_F(VoiceCall, failsWhenItsReportCannotBeWritten)
+{
+    writeInput(sweep(8000, 1, 40));
+    for (const std::vector<std::string>& arguments : {std::vector<std::string>{"in.wav"}, {"-h"}}) {
+        ProgramRun run(m_directory, arguments, ProgramRun::ERRORS_IN_FILE, {}, "/dev/full");
+        EXPECT_EQ(run.wait(), 1);
+        EXPECT_EQ(run.errors(), "voice_call: cannot write to standard output\n");
+    }
+}
+
+TEST_F(VoiceCall, failsWhenItsCaptureCannotBeWritten)
+{
+    writeInput(sweep(8000, 1, 40));
+    ProgramRun run(m_directory, {"in.wav", "--capture", "/dev/full"});
+    EXPECT_EQ(run.wait(), 1);
+    EXPECT_EQ(run.errors(), "voice_call: cannot write all of /dev/full\n");
+    EXPECT_THAT(run.output(), StartsWith("Call completed.\n"));
 }
 
 TEST_F(VoiceCall, showsProgressOnATerminalAndTakesItAwayAgain)
@@ -179,6 +165,9 @@ TEST_F(VoiceCall, findsOutBeforeTheCallThatItsCaptureCanNotBeWritten)
               "voice_call: cannot write none/call.pcap: No such file or directory\n");
     EXPECT_THAT(complaint({"in.wav", "--capture", "./in.wav"}), HasSubstr("is the input"));
     EXPECT_THAT(complaint({"in.wav", "--capture", "voice_call.wav"}), HasSubstr("the output"));
+    EXPECT_THAT(complaint({"in.wav", "--output", "a.wav", "--capture", "./a.wav"}),
+                HasSubstr("the output"))
+        << "though neither was there before";
     EXPECT_EQ(voicecall::readWavFile(m_directory.path("in.wav")).samples.size(), 480000U);
 }
 
@@ -240,16 +229,22 @@ TEST_F(VoiceCall, doesNotOverwriteItsInput)
 
 TEST_F(VoiceCall, answersAnUnknownOptionWithItsUsage)
 {
-    EXPECT_EQ(complaint({"--loud"}), USAGE);
-    EXPECT_EQ(complaint({"a.wav", "b.wav"}), USAGE);
+    ProgramRun run(m_directory, {"--loud"});
+    EXPECT_EQ(run.wait(), 2);
+    EXPECT_EQ(run.output(), "");
+    EXPECT_THAT(run.errors(), StartsWith("voice_call: unknown option --loud\nusage: voice_call "));
 }
 
 TEST_F(VoiceCall, explainsItself)
 {
     ProgramRun run(m_directory, {"--help"});
     EXPECT_EQ(run.wait(), 0);
-    EXPECT_THAT(run.output(), StartsWith(USAGE));
+    EXPECT_THAT(run.output(), StartsWith("usage: voice_call "));
     EXPECT_THAT(run.output(), HasSubstr("Exit status: 0"));
+    std::istringstream lines(run.output());
+    for (std::string line; std::getline(lines, line);) {
+        EXPECT_LE(line.size(), 80U) << line;
+    }
     EXPECT_EQ(run.errors(), "");
 }
 

@@ -93,3 +93,53 @@ TEST(Rtp, startsEachStreamElsewhere)
 {
     EXPECT_NE(RtpStream::atRandom().source, RtpStream::atRandom().source);
 }
+
+TEST(Rtp, isLearntFromAnyPacketOfIt)
+{
+    const RtpStream sent = streamFrom(3);
+    for (const int index : {0, 2, 70000}) {
+        const RtpPacket packet = toPacket(sent, sentFrame(index));
+        RtpStream learnt;
+        ASSERT_TRUE(learnStream(packet.data(), packet.size(), 50, learnt));
+        for (const int offset : {-50, -1, 0, 1, 1000}) {
+            const RtpPacket other = toPacket(sent, sentFrame(index + offset));
+            Frame frame;
+            ASSERT_TRUE(fromPacket(learnt, other.data(), other.size(), 50, frame)) << offset;
+            EXPECT_EQ(frame.index, 50 + offset);
+        }
+    }
+    RtpStream learnt;
+    EXPECT_FALSE(learnStream(toPacket(sent, sentFrame(0)).data(), 171, 50, learnt));
+    EXPECT_EQ(learnt.source, 0U);
+}
+
+TEST(Goodbye, isAnEmptyReportAndAByeOfTheStandard)
+{
+    EXPECT_THAT(goodbye(0x01020304),
+                testing::ElementsAre(0x80, 201, 0, 1, 1, 2, 3, 4, 0x81, 203, 0, 1, 1, 2, 3, 4));
+}
+
+TEST(Goodbye, isFoundBehindOtherPacketsAndAmongOtherSources)
+{
+    std::vector<std::uint8_t> packet{0x80, 200, 0, 6}; // a sender's report
+    packet.resize(28);
+    const std::vector<std::uint8_t> bye{0x82, 203, 0, 2, 9, 9, 9, 9, 1, 2, 3, 4};
+    packet.insert(packet.end(), bye.begin(), bye.end());
+    EXPECT_TRUE(isGoodbye(packet.data(), packet.size(), 0x01020304));
+    EXPECT_TRUE(isGoodbye(packet.data(), packet.size(), 0x09090909));
+    EXPECT_FALSE(isGoodbye(packet.data(), packet.size(), 0x01020305));
+    EXPECT_FALSE(isGoodbye(packet.data(), packet.size() - 1, 0x01020304)) << "cut short";
+    EXPECT_FALSE(isGoodbye(packet.data(), 28, 0x01020304)) << "a report only";
+}
+
+TEST(Goodbye, isNotBelievedOfLengthsThatAreNotThere)
+{
+    std::vector<std::uint8_t> packet{0x9F, 203, 0xFF, 0xFF, 9, 9, 9, 9};
+    EXPECT_FALSE(isGoodbye(packet.data(), packet.size(), 1));
+    EXPECT_FALSE(isGoodbye(packet.data(), 0, 1));
+    EXPECT_FALSE(isGoodbye(packet.data(), 3, 1));
+    packet[0] = 0x80;
+    EXPECT_FALSE(isGoodbye(packet.data(), packet.size(), 0x09090909)) << "of no source";
+    const RtpPacket audio = toPacket(streamFrom(7), sentFrame(0));
+    EXPECT_FALSE(isGoodbye(audio.data(), audio.size(), 0x01020304));
+}

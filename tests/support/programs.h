@@ -33,10 +33,11 @@ inline std::vector<std::string> commandLine(const std::string& path, const std::
     return words;
 }
 
-/// For a child process: opens a file, made if need be, in the place of a descriptor.
-inline void redirect(int descriptor, const std::string& path)
+/// For a child process: opens a file, by default made or emptied, in the place of a descriptor.
+inline void redirect(int descriptor, const std::string& path,
+                     int mode = O_RDWR | O_CREAT | O_TRUNC | O_NOCTTY)
 {
-    const int file = open(path.c_str(), O_RDWR | O_CREAT | O_NOCTTY, 0644);
+    const int file = open(path.c_str(), mode, 0644);
     if (file < 0 || dup2(file, descriptor) < 0) {
         _exit(126);
     }
@@ -54,7 +55,7 @@ pid_t startProgram(std::vector<std::string> words, Prepare prepare)
     const pid_t child = fork();
     if (child == 0) {
         prepare();
-        execv(pointers[0], pointers.data());
+        execvp(pointers[0], pointers.data());
         _exit(127);
     }
     return child;

@@ -22,49 +22,31 @@ namespace
 using testing::Contains;
 using testing::ContainsRegex;
 using testing::Each;
-using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::Not;
 using testing::SizeIs;
 using testing::StartsWith;
 
 const char* const USAGE =
-    "usage: gpal-info [--process NAME] [--disk PATH] [--capture FILE] [--help]\n";
-
-std::vector<std::string> linesOf(const std::string& text)
-{
-    std::vector<std::string> lines;
-    std::istringstream stream(text);
-    for (std::string line; std::getline(stream, line);) {
-        lines.push_back(line);
-    }
-    return lines;
-}
-
-/// What the tool has to complain of; a sanitizer's own lines begin with two signs.
-std::string complaints(const ToolRun& run)
-{
-    std::string text;
-    for (const std::string& line : linesOf(run.errors)) {
-        text += line.rfind("==", 0) == 0 ? "" : line + "\n";
-    }
-    return text;
-}
+    "usage: gpal-info [--disk PATH | --process PID|NAME | --capture FILE|-] [--json]\n"
+    "       gpal-info --help | --version\n";
 
 /// The overview, which never fails.
 std::string overview(const std::vector<std::string>& arguments = {},
                      const std::vector<std::string>& environment = {})
 {
-    const ToolRun run = runTool(arguments, environment);
+    Surroundings around;
+    around.environment = environment;
+    const ToolRun run = runTool(arguments, around);
     EXPECT_EQ(run.status, 0);
     EXPECT_EQ(complaints(run), "");
     return run.output;
 }
 
-/// A figure of a disk in bytes, in the 32 bits of the device.
+/// A figure of a disk in bytes.
 std::string bytes(unsigned long long blocks, unsigned long long size)
 {
-    return std::to_string(static_cast<int>(static_cast<unsigned int>(blocks * size)));
+    return std::to_string(blocks * size);
 }
 
 /// Fits a screen of 24 lines with 80 characters each.
@@ -74,12 +56,12 @@ void expectOneScreen(const std::string& output)
     EXPECT_THAT(linesOf(output), Each(SizeIs(testing::Le(80U)))) << output;
 }
 
-void expectRefused(const std::vector<std::string>& arguments)
+void expectRefused(const std::vector<std::string>& arguments, const std::string& complaint)
 {
     const ToolRun run = runTool(arguments);
     EXPECT_EQ(run.status, 2);
     EXPECT_EQ(run.output, "");
-    EXPECT_EQ(run.errors, USAGE);
+    EXPECT_EQ(run.errors, "gpal-info: " + complaint + "\n" + USAGE);
 }
 
 } // namespace
@@ -159,7 +141,9 @@ TEST(GpalInfo, showsAllResourceLimits)
 
 TEST(GpalInfo, showsTheDisksOfTheTwoLocations)
 {
+    GPAL_IN_PRIVATE_NAMESPACES();
     const support::TemporaryDirectory place;
+    const support::EmptyInPlace disk(place.path());
     const std::string output =
         overview({}, {"MIRTA_VOLATILE_LOCATION=" + place.path(), "MIRTA_PERSISTENT_LOCATION=/"});
     const std::size_t first = output.find("\nDisk of " + place.path() + ": ");
@@ -198,10 +182,37 @@ TEST(GpalInfo, showsTheUsersFiguresWithTheirReserves)
                       "MIRTA_USER_DISK_RESERVED_WORKINGMEMORY=576"});
     EXPECT_THAT(output, ContainsRegex("\nDisk of " + place.path() +
                                       ": 0% used\n  all  +1048576 of  +1048576 bytes free\n"
-                                      "  user  +1047000 of  +1047000 bytes free, reserve "
-                                      "1000 \\+ 576\n"));
-    // Of the others nothing is reserved.
-    EXPECT_THAT(output, ContainsRegex("\nDisk of \\./: .*bytes free, reserve 0 \\+ 0\n"));
+                                      "  user  +1047000 of  +1047000 bytes free\n"
+                                      "  +reserve 1000 \\+ 576 for working memory\nDisk of \\./"));
+    EXPECT_THAT(output, ContainsRegex("\nDisk of \\./: .*bytes free\n\n")) << "all is the user's";
+}
+
+TEST(GpalInfo, showsFiguresBeyondTheThirtyTwoBitsOfTheLayersOwn)
+{
+    GPAL_IN_PRIVATE_NAMESPACES();
+    const support::TemporaryDirectory place;
+    ASSERT_TRUE(support::mountTmpfs(place.path(), 5ULL << 30));
+    const std::string output =
+        overview({}, {"MIRTA_USER_DISK=" + place.path(), "MIRTA_USER_DISK_RESERVED=3000000000"});
+    EXPECT_THAT(output, ContainsRegex("  all  +5368709120 of  +5368709120 bytes free\n"
+                                      "  user  +2368709120 of  +2368709120 bytes free\n"
+                                      "  +reserve 3000000000 \\+ 0 "));
+}
+
+TEST(GpalInfo, showsADiskOnceWhateverThePathsThatLeadToIt)
+{
+    GPAL_IN_PRIVATE_NAMESPACES();
+    const support::TemporaryDirectory place;
+    const support::EmptyInPlace disk(place.path());
+    const std::string inside = place.path("inside");
+    std::filesystem::create_directory(inside);
+    const std::string output = overview(
+        {}, {"MIRTA_VOLATILE_LOCATION=" + place.path(), "MIRTA_PERSISTENT_LOCATION=" + inside});
+    EXPECT_THAT(linesOf(output), Contains("Disk of " + place.path() + ", " + inside + ": 0% used"));
+    EXPECT_EQ(output.find("Disk of"), output.rfind("Disk of"));
+    EXPECT_THAT(overview({}, {"MIRTA_VOLATILE_LOCATION=/nowhere/at/all",
+                              "MIRTA_PERSISTENT_LOCATION=/nowhere/at/all"}),
+                HasSubstr("\nDisk of /nowhere/at/all: can't be examined\n\n"));
 }
 
 TEST(GpalInfo, saysWhichDiskCannotBeExamined)
@@ -221,127 +232,55 @@ TEST(GpalInfo, countsAndNamesTheCharacterDevices)
     EXPECT_THAT(linesOf(overview()), Contains("1 character devices: null"));
 }
 
-TEST(GpalInfo, findsTheProcessAskedFor)
+TEST(GpalInfo, leavesNoControlCharactersOfNamesToTheTerminal)
 {
-    // The tool itself is a process of that name.
-    EXPECT_THAT(overview({"--process", "no such program"}),
-                HasSubstr("\nNo process \"no such program\"\n"));
-    EXPECT_THAT(overview({"--process=gpal-info"}),
-                ContainsRegex("\nProcess \"gpal-info\": [0-9]+\n"));
-}
-
-TEST(GpalInfo, listsTheRecordsOfACapture)
-{
-    const support::TemporaryDirectory directory;
-    std::string path = directory.path("capture.pcap");
-    {
-        packet_dump dump(path.data());
-        char text[] = "0123456789abcdef\xff";
-        dump.write(text, 3, PACKET_DUMP_UDP);
-        dump.write(text, 5, PACKET_DUMP_TCP_FORWARD);
-        dump.write(text, 16, PACKET_DUMP_UDP);
-        dump.write(text, 17, PACKET_DUMP_UDP);
-        dump.write(text + 16, 1, PACKET_DUMP_UDP);
-        dump.write(text, 0, PACKET_DUMP_UDP);
-    }
-    const ToolRun run = runTool({"--capture", path});
-    EXPECT_EQ(run.status, 0);
-    EXPECT_EQ(run.errors, "");
-    const std::string sixteen = " 30 31 32 33 34 35 36 37 38 39 61 62 63 64 65 66";
-    EXPECT_THAT(linesOf(run.output),
-                ElementsAre("     1  UDP     3 bytes  30 31 32", "     2  other",
-                            "     3  UDP    16 bytes " + sixteen,
-                            "     4  UDP    17 bytes " + sixteen + " ...",
-                            "     5  UDP     1 bytes  ff", "     6  UDP     0 bytes ",
-                            "6 records, 37 bytes of UDP payload"));
-    EXPECT_THAT(linesOf(run.output), Each(SizeIs(testing::Le(80U))));
-}
-
-TEST(GpalInfo, listsWhatThereIsOfATruncatedCapture)
-{
-    const support::TemporaryDirectory directory;
-    std::string path = directory.path("capture.pcap");
-    {
-        packet_dump dump(path.data());
-        char text[] = "abc";
-        dump.write(text, 3, PACKET_DUMP_UDP);
-        dump.write(text, 3, PACKET_DUMP_UDP);
-    }
-    const auto size = std::filesystem::file_size(path);
-    std::filesystem::resize_file(path, size - 1);
-    EXPECT_THAT(linesOf(runTool({"--capture", path}).output),
-                ElementsAre("     1  UDP     3 bytes  61 62 63", "     2  UDP     2 bytes  61 62",
-                            "2 records, 5 bytes of UDP payload"));
-    std::filesystem::resize_file(path, size - 4); // in the headers of the second
-    const ToolRun run = runTool({"--capture", path});
-    EXPECT_EQ(run.status, 0);
-    EXPECT_THAT(linesOf(run.output), ElementsAre("     1  UDP     3 bytes  61 62 63",
-                                                 "1 records, 3 bytes of UDP payload"));
-}
-
-TEST(GpalInfo, captureWithoutRecordsIsOneToo)
-{
-    const support::TemporaryDirectory directory;
-    const std::string path = directory.file(
-        "capture.pcap",
-        std::string("\xD4\xC3\xB2\xA1\x02\0\x04\0\0\0\0\0\0\0\0\0\xff\xff\0\0\1\0\0\0", 24));
-    const ToolRun run = runTool({"--capture", path});
-    EXPECT_EQ(run.status, 0);
-    EXPECT_EQ(run.output, "0 records, 0 bytes of UDP payload\n");
-}
-
-TEST(GpalInfo, captureLeavesTheFileAsItIs)
-{
-    const support::TemporaryDirectory directory;
-    const std::string content("\xD4\xC3\xB2\xA1rest", 8);
-    const std::string path = directory.file("capture.pcap", content);
-    runTool({"--capture", path});
-    EXPECT_EQ(support::contentOf(path), content);
-}
-
-TEST(GpalInfo, refusesToListWhatIsNoCapture)
-{
-    const support::TemporaryDirectory directory;
-    for (const std::string& content :
-         {std::string("This is a text."), std::string(), std::string("\xD4\xC3\xB2")}) {
-        const std::string path = directory.file("text", content);
-        const ToolRun run = runTool({"--capture", path});
-        EXPECT_EQ(run.status, 1);
-        EXPECT_EQ(run.output, "");
-        EXPECT_EQ(run.errors, "gpal-info: " + path + ": not a packet capture file\n");
-    }
-}
-
-TEST(GpalInfo, refusesToListAFileThatIsNotThere)
-{
-    for (const char* path : {"/nowhere/capture.pcap", ""}) {
-        const ToolRun run = runTool({"--capture", path});
-        EXPECT_EQ(run.status, 1);
-        EXPECT_EQ(run.output, "");
-        EXPECT_EQ(run.errors, "gpal-info: " + std::string(path) + ": No such file or directory\n");
-    }
+    EXPECT_THAT(linesOf(overview({"--disk=/nowhere/\033[2J\n"})),
+                Contains("Disk of /nowhere/?[2J?: can't be examined"));
 }
 
 TEST(GpalInfo, explainsItself)
 {
     const ToolRun run = runTool({"--help"});
+    EXPECT_EQ(runTool({"-h"}).output, run.output);
     EXPECT_EQ(run.status, 0);
     EXPECT_EQ(run.errors, "");
     EXPECT_THAT(run.output, StartsWith(USAGE));
-    for (const char* word : {"--process", "--disk", "--capture", "--help", "MIRTA_USER_DISK",
-                             "(default: init)", "Exit status: 0"}) {
+    for (const char* word : {"--process", "--disk", "--capture", "--json", "-h, --help",
+                             "--version", "MIRTA_USER_DISK", "Exit status: 0"}) {
         EXPECT_THAT(run.output, HasSubstr(word));
     }
     expectOneScreen(run.output);
 }
 
-TEST(GpalInfo, refusesACommandLineThatMakesNoSense)
+TEST(GpalInfo, tellsItsVersion)
 {
-    expectRefused({"--unknown"});
-    expectRefused({"-x"});
-    expectRefused({"surplus"});
-    expectRefused({"--disk", "/", "surplus"});
-    expectRefused({"--capture"});
-    expectRefused({"--help=yes"});
-    expectRefused({"--help", "--unknown"});
+    const ToolRun run = runTool({"--version"});
+    EXPECT_EQ(run.status, 0);
+    EXPECT_EQ(run.output, "gpal-info " GPAL_INFO_EXPECTED_VERSION "\n");
+}
+
+TEST(GpalInfo, namesWhatIsWrongWithItsCommandLine)
+{
+    expectRefused({"--unknown"}, "unknown option --unknown");
+    expectRefused({"--json", "-x"}, "unknown option -x");
+    expectRefused({"-hx"}, "unknown option -x");
+    expectRefused({"--help", "--unknown=5"}, "unknown option --unknown=5");
+    expectRefused({"surplus"}, "unexpected argument surplus");
+    expectRefused({"--disk", "/", "surplus"}, "unexpected argument surplus");
+    expectRefused({"--json", "--capture"}, "--capture needs a value");
+    expectRefused({"--help=yes"}, "--help=yes: the option takes no value");
+    expectRefused({"--disk", "/", "--process", "1"},
+                  "only one of --disk, --process and --capture goes at a time");
+}
+
+TEST(GpalInfo, failsWhenItsOutputCannotBeWritten)
+{
+    Surroundings full;
+    full.output = "/dev/full";
+    for (const std::vector<std::string>& arguments :
+         {std::vector<std::string>{}, {"--json"}, {"--help"}, {"--version"}, {"--process=1"}}) {
+        const ToolRun run = runTool(arguments, full);
+        EXPECT_EQ(run.status, 1);
+        EXPECT_EQ(complaints(run), "gpal-info: cannot write to standard output\n");
+    }
 }

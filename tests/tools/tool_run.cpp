@@ -1,6 +1,8 @@
 #include "tool_run.h"
 
 #include <cstdlib>
+#include <fcntl.h>
+#include <sstream>
 #include <unistd.h>
 
 #include "support/programs.h"
@@ -24,21 +26,48 @@ void setEnvironment(std::vector<std::string> variables)
 
 } // namespace
 
-ToolRun runTool(const std::vector<std::string>& arguments,
-                const std::vector<std::string>& environment, const std::string& directory)
+ToolRun runTool(const std::vector<std::string>& arguments, const Surroundings& around)
 {
     const support::TemporaryDirectory files;
+    const std::string collected = files.path("output");
     const pid_t child = support::startProgram(
         support::commandLine(GPAL_INFO_PROGRAM, GPAL_INFO_EMULATOR, "GPAL_INFO_PROGRAM", arguments),
         [&] {
-            setEnvironment(environment);
-            support::redirect(STDOUT_FILENO, files.path("output"));
+            setEnvironment(around.environment);
+            support::redirect(STDIN_FILENO, around.input, O_RDONLY);
+            support::redirect(STDOUT_FILENO, around.output.empty() ? collected : around.output);
             support::redirect(STDERR_FILENO, files.path("errors"));
-            if (chdir(directory.c_str()) != 0) {
+            if (chdir("/") != 0) {
                 _exit(126);
             }
         });
     const int status = support::waitForExit(child);
-    return {status, support::contentOf(files.path("output")),
+    return {status, around.output.empty() ? support::contentOf(collected) : "",
             support::contentOf(files.path("errors"))};
+}
+
+std::vector<std::string> linesOf(const std::string& text)
+{
+    std::vector<std::string> lines;
+    std::istringstream stream(text);
+    for (std::string line; std::getline(stream, line);) {
+        lines.push_back(line);
+    }
+    return lines;
+}
+
+std::string complaints(const ToolRun& run)
+{
+    std::string text;
+    for (const std::string& line : linesOf(run.errors)) {
+        text += line.rfind("==", 0) == 0 ? "" : line + "\n";
+    }
+    return text;
+}
+
+bool isJson(const std::string& text)
+{
+    const support::TemporaryDirectory directory;
+    const std::string file = directory.file("text", text);
+    return std::system(("python3 -m json.tool " + file + " >/dev/null 2>&1").c_str()) == 0;
 }

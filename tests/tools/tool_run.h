@@ -12,10 +12,23 @@ struct ToolRun {
     std::string errors;
 };
 
-/// Runs the tool to its end in the directory \p directory, with \p environment added to this
-/// program's own, from which the layer's variables are taken.
-ToolRun runTool(const std::vector<std::string>& arguments,
-                const std::vector<std::string>& environment = {},
-                const std::string& directory = "/");
+/// What the tool finds around it.
+struct Surroundings {
+    std::vector<std::string> environment; ///< added to this program's, less the layer's variables
+    std::string input = "/dev/null";      ///< what standard input is
+    std::string output;                   ///< what standard output is; "" to collect it
+};
+
+/// Runs the tool to its end in the root directory.
+ToolRun runTool(const std::vector<std::string>& arguments, const Surroundings& around = {});
+
+/// The lines of a text.
+std::vector<std::string> linesOf(const std::string& text);
+
+/// What the tool has to complain of; a sanitizer's own lines begin with two signs.
+std::string complaints(const ToolRun& run);
+
+/// Whether the text is one JSON value by the rules, as python3 knows them.
+bool isJson(const std::string& text);
 
 #endif

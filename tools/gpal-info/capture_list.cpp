@@ -4,66 +4,126 @@
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
-#include <fstream>
-#include <gpal/packet_dump.h>
-#include <vector>
+#include <ctime>
+
+#include "capture_records.h"
+#include "json.h"
+#include "output.h"
 
 namespace gpalinfo
 {
 namespace
 {
 
-constexpr std::size_t LARGEST_RECORD = 65535;
-constexpr int SHOWN_BYTES = 16;
+constexpr std::size_t SHOWN_BYTES = 7;
 
-/// Why the file is none that can be listed; "" if it is one.
-std::string whyNotACapture(const std::string& file)
+struct Summary {
+    int records = 0;
+    long long bytes = 0; ///< of UDP payload
+};
+
+const char* nameOf(CaptureRecord::Protocol protocol)
 {
-    static const char MAGIC[] = {'\xD4', '\xC3', '\xB2', '\xA1'};
-    std::ifstream stream(file, std::ios::binary);
-    if (!stream.is_open()) {
-        return std::strerror(errno);
-    }
-    char first[sizeof MAGIC] = "";
-    stream.read(first, sizeof first);
-    return std::equal(first, first + sizeof first, MAGIC) ? "" : "not a packet capture file";
+    return protocol == CaptureRecord::UDP   ? "UDP"
+           : protocol == CaptureRecord::TCP ? "TCP"
+                                            : "other";
 }
 
-void printRecord(int number, const char* payload, int length, t_packet_dump_type type)
+/// A part of the record's time, in UTC: \p format is that of strftime.
+std::string timeOf(const CaptureRecord& record, const char* format)
 {
-    if (type != PACKET_DUMP_UDP) {
-        std::printf("%6d  other\n", number);
-        return;
+    const auto seconds = static_cast<std::time_t>(record.seconds);
+    std::tm parts{};
+    gmtime_r(&seconds, &parts);
+    char text[32] = "";
+    std::strftime(text, sizeof text, format, &parts);
+    return text;
+}
+
+std::string microsecondsOf(const CaptureRecord& record)
+{
+    char text[16];
+    std::snprintf(text, sizeof text, ".%06u", static_cast<unsigned>(record.microseconds));
+    return text;
+}
+
+void printLine(int number, const CaptureRecord& record)
+{
+    std::printf("%6d  %s%s  %s", number, timeOf(record, "%H:%M:%S").c_str(),
+                microsecondsOf(record).c_str(), nameOf(record.protocol));
+    if (record.protocol != CaptureRecord::OTHER) {
+        std::printf(" %5u > %-5u %5zu bytes ", record.sourcePort, record.destinationPort,
+                    record.payloadSize);
     }
-    std::printf("%6d  UDP %5d bytes ", number, length);
-    for (int i = 0; i < std::min(length, SHOWN_BYTES); ++i) {
-        std::printf(" %02x", static_cast<unsigned char>(payload[i]));
+    for (std::size_t i = 0; i < std::min(record.firstBytes.size(), SHOWN_BYTES); ++i) {
+        std::printf(" %02x", static_cast<unsigned>(record.firstBytes[i]));
     }
-    std::printf("%s\n", length > SHOWN_BYTES ? " ..." : "");
+    std::printf("%s\n", record.payloadSize > SHOWN_BYTES ? " ..." : "");
+}
+
+Summary printLines(CaptureRecords& records)
+{
+    Summary summary;
+    CaptureRecord record;
+    std::string day;
+    while (records.read(record)) {
+        if (const std::string today = timeOf(record, "%Y-%m-%d"); today != day) {
+            day = today;
+            std::printf("%s (UTC)\n", day.c_str());
+        }
+        printLine(++summary.records, record);
+        summary.bytes +=
+            record.protocol == CaptureRecord::UDP ? static_cast<long long>(record.payloadSize) : 0;
+    }
+    return summary;
+}
+
+void printAsJson(CaptureRecords& records)
+{
+    Json json;
+    json.open('{').name("records").open('[');
+    CaptureRecord record;
+    while (records.read(record)) {
+        json.open('{').name("time").text(timeOf(record, "%Y-%m-%dT%H:%M:%S") +
+                                         microsecondsOf(record) + "Z");
+        json.name("protocol").text(nameOf(record.protocol));
+        if (record.protocol != CaptureRecord::OTHER) {
+            json.name("source_port").number(record.sourcePort);
+            json.name("destination_port").number(record.destinationPort);
+            json.name("payload_bytes").number(static_cast<long long>(record.payloadSize));
+        }
+        json.close('}');
+    }
+    json.close(']').name("complete");
+    json.decimal(records.complaint().empty() ? "true" : "false").close('}');
 }
 
 } // namespace
 
-bool printCapture(const std::string& file)
+bool printCapture(const std::string& file, bool json)
 {
-    const std::string reason = whyNotACapture(file);
-    if (!reason.empty()) {
-        std::fprintf(stderr, "gpal-info: %s: %s\n", file.c_str(), reason.c_str());
+    const std::string name = file == "-" ? "standard input" : file;
+    std::FILE* const stream = file == "-" ? stdin : std::fopen(file.c_str(), "rbe");
+    if (stream == nullptr) {
+        complain(name + ": " + std::strerror(errno));
         return false;
     }
-    std::string name = file;
-    packet_dump capture(name.data());
-    std::vector<char> payload(LARGEST_RECORD);
-    t_packet_dump_type type = PACKET_DUMP_OTHER;
-    int records = 0;
-    long long bytes = 0;
-    for (int length = 0;
-         (length = capture.read(payload.data(), static_cast<int>(payload.size()), &type)) != -1;) {
-        printRecord(++records, payload.data(), length, type);
-        bytes += length;
+    CaptureRecords records(stream);
+    if (json) {
+        printAsJson(records);
+    } else {
+        const bool isCapture = records.complaint().empty();
+        const Summary summary = printLines(records);
+        if (isCapture) {
+            std::printf("%d records, %lld bytes of UDP payload\n", summary.records, summary.bytes);
+        }
     }
-    std::printf("%d records, %lld bytes of UDP payload\n", records, bytes);
-    return true;
+    std::fclose(stream);
+    if (!records.complaint().empty()) {
+        std::fflush(stdout); // so that it comes last on a terminal
+        complain(name + ": " + records.complaint());
+    }
+    return records.complaint().empty();
 }
 
 } // namespace gpalinfo

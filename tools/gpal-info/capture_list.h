@@ -8,9 +8,10 @@
 namespace gpalinfo
 {
 
-/// Prints one line for each record of \p file and a summary. Returns false, with a line on standard
-/// error, when it can't be read or is no capture file.
-bool printCapture(const std::string& file);
+/// Prints one line for each record of \p file ("-": standard input), one for each day, and a
+/// summary; or all as one JSON object. Returns false, with a line on standard error after what was
+/// readable, when it can't be read to its end or is no capture file.
+bool printCapture(const std::string& file, bool json);
 
 } // namespace gpalinfo
 

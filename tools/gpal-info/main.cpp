@@ -4,22 +4,46 @@
 
 #include "capture_list.h"
 #include "options.h"
+#include "output.h"
 #include "overview.h"
+#include "thread_list.h"
+
+namespace gpalinfo
+{
+namespace
+{
+
+bool show(const Options& options)
+{
+    if (options.help) {
+        std::fputs(help().c_str(), stdout);
+        return true;
+    }
+    if (options.version) {
+        std::fputs(version().c_str(), stdout);
+        return true;
+    }
+    if (options.capture) {
+        return printCapture(*options.capture, options.json);
+    }
+    if (options.process) {
+        return printThreads(*options.process, options.json);
+    }
+    options.json ? printOverviewAsJson(options.disk) : printOverview(options.disk);
+    return true;
+}
+
+} // namespace
+} // namespace gpalinfo
 
 int main(int argc, char** argv)
 {
     const gpalinfo::Options options = gpalinfo::readOptions(argc, argv);
-    if (!options.valid) {
+    if (!options.complaint.empty()) {
+        gpalinfo::complain(options.complaint);
         std::fputs(gpalinfo::usage().c_str(), stderr);
         return 2;
     }
-    if (options.help) {
-        std::fputs(gpalinfo::help().c_str(), stdout);
-        return 0;
-    }
-    if (options.capture) {
-        return gpalinfo::printCapture(*options.capture) ? 0 : 1;
-    }
-    gpalinfo::printOverview(options.disk, options.process);
-    return 0;
+    const bool shown = gpalinfo::show(options);
+    return gpalinfo::outputIsWritten() && shown ? 0 : 1;
 }

@@ -10,21 +10,25 @@ namespace gpalinfo
 {
 
 struct Options {
-    std::string process = "init";
     std::string disk;                   ///< "" for the locations that the environment names
-    std::optional<std::string> capture; ///< in place of the overview
+    std::optional<std::string> process; ///< whose threads to show in place of the overview
+    std::optional<std::string> capture; ///< what to list in place of the overview
+    bool json = false;
     bool help = false;
-    bool valid = true;
+    bool version = false;
+    std::string complaint; ///< what is wrong with the command line; "" when nothing is
 };
 
-/// Reads the command line; `valid` is false when it makes no sense.
+/// Reads the command line.
 Options readOptions(int argc, char** argv);
 
-/// One line.
 std::string usage();
 
 /// What --help prints.
 std::string help();
+
+/// What --version prints.
+std::string version();
 
 } // namespace gpalinfo
 

@@ -1,7 +1,7 @@
 #include "overview.h"
 
+#include <cinttypes>
 #include <cstdio>
-#include <cstdlib>
 #include <gpal/MemoryInformation.h>
 #include <gpal/NetworkUtils.h>
 #include <gpal/Storage.h>
@@ -10,6 +10,9 @@
 #include <iterator>
 #include <list>
 #include <string>
+
+#include "disks.h"
+#include "output.h"
 
 namespace gpalinfo
 {
@@ -27,14 +30,6 @@ void printMemory()
 
 void printLimits()
 {
-    struct Limit {
-        const char* name;
-        char option;
-    };
-    static const Limit LIMITS[] = {
-        {"CPU s", 't'},       {"file blocks", 'f'},      {"data kB", 'd'},   {"stack kB", 's'},
-        {"core blocks", 'c'}, {"memory kB", 'm'},        {"locked kB", 'l'}, {"processes", 'p'},
-        {"open files", 'n'},  {"address space kB", 'v'}, {"file locks", 'w'}};
     std::string line = "Limits:";
     for (const Limit& limit : LIMITS) {
         std::string value = "unknown";
@@ -49,38 +44,28 @@ void printLimits()
     std::printf("%s\n\n", line.c_str());
 }
 
-/// The figures of one disk; those of its user only where the environment says which disk is theirs.
-void printDisk(const std::string& path)
+void printShare(const char* whose, std::int64_t free, std::int64_t size)
 {
-    const int used = Storage::checkDiskUsage(path);
-    if (used < 0) {
-        std::printf("Disk of %s: can't be examined\n", path.c_str());
-        return;
-    }
-    std::printf("Disk of %s: %d%% used\n", path.c_str(), used);
-    std::printf("  all   %11d of %11d bytes free\n", Storage::AbsoluteDiskSpace(path),
-                Storage::AbsoluteDiskSize(path));
-    if (std::getenv("MIRTA_USER_DISK") == nullptr) {
-        return; // the layer needs it for all that follows
-    }
-    std::printf("  user  %11d of %11d bytes free, reserve %d + %d\n", Storage::UserDiskSpace(path),
-                Storage::UserDiskSize(path), Storage::ReserveSize(path),
-                Storage::ReservedWorkingSpaceSize(path));
+    std::printf("  %-5s %15" PRId64 " of %15" PRId64 " bytes free\n", whose, free, size);
 }
 
-void printDisks(const std::string& chosen)
+void printDisk(const Disk& disk)
 {
-    if (!chosen.empty()) {
-        printDisk(chosen);
-        std::printf("\n");
+    std::string paths;
+    for (const std::string& path : disk.paths) {
+        paths += (paths.empty() ? "" : ", ") + printable(path);
+    }
+    if (!disk.examined) {
+        std::printf("Disk of %s: can't be examined\n", paths.c_str());
         return;
     }
-    if (const char* user = std::getenv("MIRTA_USER_DISK"); user != nullptr) {
-        printDisk(user);
+    std::printf("Disk of %s: %d%% used\n", paths.c_str(), disk.usedPercent);
+    printShare("all", disk.free, disk.size);
+    if (disk.isUsers) {
+        printShare("user", disk.user.free, disk.user.size);
+        std::printf("        reserve %" PRId64 " + %" PRId64 " for working memory\n",
+                    disk.user.systemReserve, disk.user.workingReserve);
     }
-    printDisk(Storage::prependWithVolatileStorageLocation(""));
-    printDisk(Storage::prependWithPersistantStorageLocation(""));
-    std::printf("\n");
 }
 
 /// The layer prints the line with the address itself when it finds one.
@@ -100,7 +85,7 @@ void printDevices()
     std::string line = std::to_string(devices.size()) + " character devices:";
     const std::string more = " ...";
     for (const std::string& device : devices) {
-        const std::string name = " " + device.substr(directory.size());
+        const std::string name = " " + printable(device.substr(directory.size()));
         if (line.size() + name.size() + more.size() > WIDTH) {
             line += more;
             break;
@@ -110,25 +95,28 @@ void printDevices()
     std::printf("%s\n", line.c_str());
 }
 
-void printProcess(const std::string& name)
+void printProcess()
 {
-    const int id = Watchdog().getPIdByName(name);
+    const int id = Watchdog().getPIdByName(FIRST_PROCESS);
     if (id == 0) {
-        std::printf("No process \"%s\"\n", name.c_str());
+        std::printf("No process \"%s\"\n", FIRST_PROCESS);
     } else {
-        std::printf("Process \"%s\": %d\n", name.c_str(), id);
+        std::printf("Process \"%s\": %d\n", FIRST_PROCESS, id);
     }
 }
 
 } // namespace
 
-void printOverview(const std::string& disk, const std::string& process)
+void printOverview(const std::string& disk)
 {
     printMemory();
     printLimits();
-    printDisks(disk);
+    for (const Disk& found : findDisks(disk)) {
+        printDisk(found);
+    }
+    std::printf("\n");
     printDevices();
-    printProcess(process);
+    printProcess();
     printAddress();
 }
 
