@@ -5,7 +5,11 @@ import re
 
 import gdb
 
-REGISTRY = "gpal::detail::threadRegistry::(anonymous namespace)::kernelIds"
+REGISTRY = "gpal::detail::threadRegistry::(anonymous namespace)::entries"
+
+# The libraries that have been given what the build left beside them: giving it loads a file, which is
+# an event in its turn.
+_seen = set()
 
 
 class Unavailable(Exception):
@@ -41,8 +45,9 @@ def is_known():
 def add_debug_file():
     """Has gdb read the information that the build leaves beside the library, if it has none yet."""
     file = loaded_library()
-    if file is None or file.lookup_static_symbol(REGISTRY) is not None:
+    if file is None or file.build_id in _seen or file.lookup_static_symbol(REGISTRY) is not None:
         return
+    _seen.add(file.build_id)
     path = debug_file_of(file)
     if os.path.exists(path) and is_for(path, file.build_id):
         file.add_separate_debug_file(path)

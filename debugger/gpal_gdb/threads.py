@@ -77,12 +77,14 @@ def type_text(function):
 
 def registered():
     """POSIX thread ids with their kernel ids, as the layer's registry has them."""
-    pointer = library.variable(library.REGISTRY)
-    if int(pointer) == 0:
-        return {}
-    element = gdb.lookup_type("std::pair<unsigned long const, int>")
-    entries = memory.tree(pointer.dereference(), element)
-    return {int(entry["first"]): int(entry["second"]) for entry in entries}
+    found = {}
+    entry = library.variable(library.REGISTRY)
+    for _ in range(memory.MOST_ELEMENTS):
+        if int(entry) == 0:
+            return found
+        found[int(entry["thread"])] = int(entry["kernelId"])
+        entry = entry["next"]
+    raise memory.Damaged("a list without an end")
 
 
 def all_threads():
