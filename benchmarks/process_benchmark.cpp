@@ -4,37 +4,16 @@
 /// (hand_process.h). The parent is small, or holds memory that a copying fork would have to look
 /// through.
 #include <benchmark/benchmark.h>
-#include <cstddef>
 #include <gpal/Process.h>
 #include <memory>
-#include <sys/resource.h>
 #include <unistd.h>
-#include <vector>
 
 #include "hand_process.h"
+#include "process_jobs.h"
 #include "support.h"
 
 namespace
 {
-
-constexpr std::size_t MEBIBYTE = std::size_t{1} << 20;
-
-double secondsOf(const timeval& time)
-{
-    return static_cast<double>(time.tv_sec) + static_cast<double>(time.tv_usec) * 1e-6;
-}
-
-/// Processor time that this process and its children that were waited for have used.
-double processorSeconds()
-{
-    double seconds = 0;
-    for (const auto who : {RUSAGE_SELF, RUSAGE_CHILDREN}) {
-        rusage used{};
-        getrusage(who, &used);
-        seconds += secondsOf(used.ru_utime) + secondsOf(used.ru_stime);
-    }
-    return seconds;
-}
 
 int runByLayer(ProcessFactoryIfc& factory, char** argv)
 {
@@ -45,36 +24,17 @@ int runByLayer(ProcessFactoryIfc& factory, char** argv)
     return code;
 }
 
-/// The argument is the memory that the parent holds, in MiB. What is given as time is processor
-/// time: most of it is the child's, which the benchmark library would not see.
-template <typename Run>
-void runProgram(benchmark::State& state, Run run)
-{
-    const support::OneCore oneCore;
-    std::vector<char> held(static_cast<std::size_t>(state.range(0)) * MEBIBYTE, 'x');
-    benchmark::DoNotOptimize(held.data());
-    char program[] = "/bin/true";
-    char* argv[] = {program, nullptr};
-    for (auto _ : state) {
-        const double start = processorSeconds();
-        if (run(argv) != 0) {
-            state.SkipWithError("the program did not run");
-        }
-        state.SetIterationTime(processorSeconds() - start);
-    }
-}
-
 void layer(benchmark::State& state)
 {
     const auto factory = support::opaque<ProcessFactory>();
-    runProgram(state, [&factory](char** argv) { return runByLayer(*factory, argv); });
+    jobs::runProgram(state, [&factory](char** argv) { return runByLayer(*factory, argv); });
 }
-BENCHMARK(layer)->Name("runProgram/layer")->Arg(0)->Arg(64)->UseManualTime();
+BENCHMARK(layer)->Name("runProgram/layer")->Apply(jobs::fromSmallAndLargeParents);
 
 void hand(benchmark::State& state)
 {
-    runProgram(state, [](char** argv) { return hand::runProgram(argv, environ); });
+    jobs::runProgram(state, [](char** argv) { return hand::runProgram(argv, environ); });
 }
-BENCHMARK(hand)->Name("runProgram/hand")->Arg(0)->Arg(64)->UseManualTime();
+BENCHMARK(hand)->Name("runProgram/hand")->Apply(jobs::fromSmallAndLargeParents);
 
 } // namespace
