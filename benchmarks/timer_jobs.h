@@ -61,13 +61,13 @@ inline void besideOthers(benchmark::internal::Benchmark* benchmark)
 
 /// 100 timers that fall due while the monitor is in the callback of another one; the time from
 /// that callback's end to the last of them.
-template <typename Timer, typename AnyExpiries = Expiries>
+template <typename Timer>
 void manyDueAtOnce(benchmark::State& state)
 {
     constexpr int DUE = 100;
     constexpr int AFTER_THE_GATE_MS = 10;
     constexpr timespec UNTIL_ALL_ARE_DUE{0, 30000000};
-    AnyExpiries expiries;
+    Expiries expiries;
     double gateOpened = 0;
     double last = 0;
     Timer gate(SHORT_INTERVAL_MS, [&] {
