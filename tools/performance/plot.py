@@ -158,7 +158,7 @@ def draw(description, figures):
     return "\n".join([
         f'<svg xmlns="http://www.w3.org/2000/svg" viewBox="0 0 {WIDTH} {top + 48}" role="img" '
         'font-family="sans-serif" font-size="13" fill="#222">',
-        "<title>The time that the layer takes, by the time that others take for the same job</title>",
+        "<title>How many times as long as others the layer takes for each job</title>",
         f'<rect width="{WIDTH}" height="{top + 48}" fill="#fff"/>',
-        text(16, 28, "Time of the layer, by the time of others for the same job", 'font-size="17"'),
+        text(16, 28, "How many times as long as others the layer takes for the same job", 'font-size="17"'),
         *legend(shown, names), *grid(top), *rows, "</svg>", ""])
