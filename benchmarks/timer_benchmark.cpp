@@ -20,12 +20,7 @@
 namespace
 {
 
-using jobs::armDisarm;
-using jobs::Expiries;
-using jobs::LONG_INTERVAL_MS;
-using jobs::manyDueAtOnce;
-using jobs::nanoseconds;
-using jobs::SHORT_INTERVAL_MS;
+using namespace jobs;
 
 /// A timer of the layer that calls a function.
 class LayerTimer : private timeAble

@@ -16,7 +16,7 @@ import sys
 
 
 def names_and_values(result):
-    """Name and nanoseconds of each figure of one repetition; names as the description has them."""
+    """Name and nanoseconds of each figure of one benchmark; names as the description has them."""
     words = result["run_name"].split("/")
     threads = [word.removeprefix("threads:") for word in words if word.startswith("threads:")]
     plain = [word for word in words if ":" not in word and not word.endswith("_time")]
@@ -28,16 +28,14 @@ def names_and_values(result):
     return {name: result["real_time" if measured_by_itself else "cpu_time"] * nanoseconds}
 
 
-def medians(text):
-    """Of the JSON that a program prints: the median of each figure over the repetitions."""
-    values = {}
+def figures_in(text):
+    """Of the JSON that a program prints."""
+    found = {}
     for result in json.loads(text)["benchmarks"]:
-        if result["run_type"] == "iteration":
-            if result.get("error_occurred"):
-                sys.exit(f"{result['run_name']}: {result['error_message']}")
-            for name, value in names_and_values(result).items():
-                values.setdefault(name, []).append(value)
-    return {name: statistics.median(some) for name, some in values.items()}
+        if result.get("error_occurred"):
+            sys.exit(f"{result['run_name']}: {result['error_message']}")
+        found.update(names_and_values(result))
+    return found
 
 
 def output_of(*command):
@@ -55,14 +53,13 @@ def programs_by_subject(folder):
     return found
 
 
-def one_round(subjects, repetitions, seconds):
+def one_round(subjects, seconds):
     figures = {}
     for subject, programs in subjects.items():
         for program in programs:
-            figures.update(medians(output_of(
+            figures.update(figures_in(output_of(
                 program, f"--benchmark_filter=^{subject}/", "--benchmark_format=json",
-                "--benchmark_enable_random_interleaving=true", f"--benchmark_min_time={seconds}",
-                f"--benchmark_repetitions={repetitions}")))
+                "--benchmark_enable_random_interleaving=true", f"--benchmark_min_time={seconds}")))
     return figures
 
 
@@ -100,17 +97,17 @@ def versions(peers):
     return found
 
 
-def measure(build, peers, rounds, repetitions, seconds):
-    """All that is to be known of the figures, ready for a file."""
+def measure(build, peers, rounds, seconds):
+    """All that is to be known of the figures, ready for a file; again after each round."""
     subjects = programs_by_subject(build / "benchmarks")
     measured = {"date": datetime.date.today().isoformat(), "machine": machine(),
                 "compiler": compiler(build), "cores": len(os.sched_getaffinity(0)),
-                "versions": versions(peers), "repetitions": repetitions, "load": [], "rounds": []}
+                "versions": versions(peers), "load": [], "rounds": []}
     for number in range(1, rounds + 1):
-        measured["load"].append(round(os.getloadavg()[0], 1))
         print(f"round {number} of {rounds}", file=sys.stderr)
-        measured["rounds"].append(one_round(subjects, repetitions, seconds))
-    return measured
+        measured["load"].append(round(os.getloadavg()[0], 1))
+        measured["rounds"].append(one_round(subjects, seconds))
+        yield measured
 
 
 class Figures:
@@ -127,6 +124,12 @@ class Figures:
         """How many times as long ours takes; None if one was not measured."""
         ratios = self.ratios(ours, beside)
         return statistics.median(ratios) if ratios else None
+
+    def is_unsure(self, ours, beside):
+        """Whether the middle half of the rounds' ratios differs by more than a quarter of their median."""
+        ratios = self.ratios(ours, beside)
+        first, median, third = statistics.quantiles(ratios) if len(ratios) > 1 else (0, 1, 1)
+        return third - first > median / 4
 
     def nanoseconds(self, ours):
         times = [some[ours] for some in self._rounds if ours in some]

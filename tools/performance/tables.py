@@ -12,12 +12,18 @@ def number(ratio):
     return f"{ratio:.0f}" if ratio >= 9.995 else f"{ratio:.2g}"
 
 
-def compared(ratio, aim):
-    """A ratio; in bold type if it is over the aim."""
+def emphasised(text, value, aim):
+    """In bold type if the value is over the aim."""
+    return f"**{text}**" if aim is not None and float(number(value)) > aim else text
+
+
+def ratio_beside(side, ours, figures):
+    """The ratio as text; empty if there is none."""
+    ratio = figures.ratio(ours.benchmark, side.benchmark) if side else None
     if ratio is None:
         return ""
-    text = number(ratio)
-    return f"**{text}**" if aim is not None and float(text) > aim else text
+    unsure = "~" if figures.is_unsure(ours.benchmark, side.benchmark) else ""
+    return emphasised(unsure + number(ratio), ratio, side.aim)
 
 
 def row(*cells):
@@ -30,10 +36,8 @@ def heading(*cells):
 
 def cells_beside(side, ours, figures):
     """Ratio and aim."""
-    if side is None:
-        return ["", ""]
-    aim = "" if side.aim is None else f"{side.aim:g}"
-    return [compared(figures.ratio(ours.benchmark, side.benchmark), side.aim), aim]
+    aim = "" if side is None or side.aim is None else f"{side.aim:g}"
+    return [ratio_beside(side, ours, figures), aim]
 
 
 def plain_table(description, figures):
@@ -55,18 +59,19 @@ def time_table(description, figures):
     for job in description.jobs:
         time = figures.nanoseconds(job.ours.benchmark)
         if job.ours.aim is not None and time is not None:
-            lines.append(row(job.title, compared(time, job.ours.aim) + " ns", f"{job.ours.aim:g} ns"))
+            lines.append(row(job.title, emphasised(f"{number(time)} ns", time, job.ours.aim),
+                             f"{job.ours.aim:g} ns"))
     return lines
 
 
 def peer_cell(job, who, figures):
     side = job.peers.get(who)
-    ratio = figures.ratio(job.ours.benchmark, side.benchmark) if side else None
-    if ratio is None:
+    ratio = ratio_beside(side, job.ours, figures)
+    if not ratio:
         return ""
     aim = "" if side.aim is None else f" (aim {side.aim:g})"
     notes = f"<sup>{side.notes}</sup>" if side.notes else ""
-    return compared(ratio, side.aim) + notes + aim
+    return ratio + notes + aim
 
 
 def peer_table(description, figures):
@@ -85,40 +90,28 @@ def footnotes(description):
     return "; ".join(f"<sup>{letter}</sup> {text}" for letter, text in description.notes.items()) + "."
 
 
-def spread(description, figures):
-    """By how much the middle half of the rounds differs, in percent of the ratio: the median of all."""
-    found = []
-    for job in description.jobs:
-        for side in [job.raw, job.by_hand, *job.peers.values()]:
-            ratios = figures.ratios(job.ours.benchmark, side.benchmark) if side else []
-            if len(ratios) > 2:
-                quarters = statistics.quantiles(ratios)
-                found.append((quarters[2] - quarters[0]) / quarters[1] * 100)
-    return statistics.median(found) if found else None
-
-
-def conditions(description, figures):
+def conditions(figures):
     """When and where, in full sentences."""
     about = figures.about
-    rounds = len(about["rounds"])
-    text = [f"Measured on {about['date']}, on {about['machine']}; built by {about['compiler']}. "
-            f"Medians of {rounds} rounds of {about['repetitions']} repetitions each."]
+    text = (f"Measured on {about['date']}, on {about['machine']}; built by {about['compiler']}. "
+            f"Ratios are medians of {len(about['rounds'])} rounds.")
     if statistics.mean(about["load"]) - 1 > about["cores"] / 2:
-        text.append(f"Other work ran beside it: between {min(about['load']):g} and {max(about['load']):g} "
-                    f"threads wanted the {about['cores']} cores, so that what is measured by the clock "
-                    "(lateness, timers due at once) means little.")
-    between = spread(description, figures)
-    if between is not None:
-        text.append(f"From round to round the middle half of a ratio's values differs by {between:.0f} % of it "
-                    "(the median of all ratios).")
-    return " ".join(text)
+        text += (f" Other work ran beside it: between {min(about['load']):g} and {max(about['load']):g} "
+                 f"threads wanted the {about['cores']} cores, so that what is measured by the clock "
+                 "(lateness, timers due at once) means little.")
+    return text
+
+
+EXPLANATION = (
+    "A ratio is the layer's time by the other's: below 1 the layer is quicker. **Bold** is over the aim. "
+    "Before a ratio, ~ says that the rounds don't agree: their middle half differs by more than a quarter.")
 
 
 def report(description, figures, plot_name):
     """The text between the markers."""
     parts = [
-        [conditions(description, figures)],
-        ["A ratio is the layer's time by the other's: below 1 the layer is quicker. **Bold** is over the aim."],
+        [conditions(figures)],
+        [EXPLANATION],
         [f"![The ratios of all jobs on a logarithmic scale]({plot_name})"],
         ["## Beside raw calls, and beside the same algorithm by hand"],
         plain_table(description, figures),
