@@ -153,7 +153,7 @@ class Description(unittest.TestCase):
     def test_explains_each_note_and_names_each_peer(self):
         sys.path.insert(0, str(TOOL.parent))
         sys.dont_write_bytecode = True
-        from performance import description, plot  # pylint: disable=import-outside-toplevel
+        from performance import description, plot
 
         jobs = description.read(TOOL.parent.parent / "benchmarks" / "jobs.table")
         sides = [(who, side) for job in jobs.jobs for who, side in job.peers.items()]
