@@ -18,16 +18,17 @@ inline double secondsOf(const timeval& time)
     return static_cast<double>(time.tv_sec) + static_cast<double>(time.tv_usec) * 1e-6;
 }
 
+inline double processorSecondsOf(__rusage_who who)
+{
+    rusage used{};
+    getrusage(who, &used);
+    return secondsOf(used.ru_utime) + secondsOf(used.ru_stime);
+}
+
 /// Processor time that this process and its children that were waited for have used.
 inline double processorSeconds()
 {
-    double seconds = 0;
-    for (const auto who : {RUSAGE_SELF, RUSAGE_CHILDREN}) {
-        rusage used{};
-        getrusage(who, &used);
-        seconds += secondsOf(used.ru_utime) + secondsOf(used.ru_stime);
-    }
-    return seconds;
+    return processorSecondsOf(RUSAGE_SELF) + processorSecondsOf(RUSAGE_CHILDREN);
 }
 
 /// Runs a program; \p run gets its argument vector and returns its exit code. The benchmark's

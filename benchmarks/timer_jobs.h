@@ -1,6 +1,7 @@
 /// \file
 /// Jobs of one-shot timers, whoever does them. A Timer is made from an interval in milliseconds and
-/// a callback, and has start() and stop().
+/// a callback, and has start() and stop(). All threads share one core, as on the device: where
+/// there are more, chance decides whether the monitor is awake before a pair is over.
 #ifndef GPAL_BENCHMARKS_TIMER_JOBS_H
 #define GPAL_BENCHMARKS_TIMER_JOBS_H
 
@@ -8,6 +9,8 @@
 #include <deque>
 #include <semaphore.h>
 #include <time.h>
+
+#include "support.h"
 
 namespace jobs
 {
@@ -43,6 +46,7 @@ private:
 template <typename Timer>
 void armDisarm(benchmark::State& state)
 {
+    const support::OneCore oneCore;
     std::deque<Timer> others;
     for (int index = 0; index < state.range(0); ++index) {
         others.emplace_back(LONG_INTERVAL_MS, [] {}).start();
@@ -64,6 +68,7 @@ inline void besideOthers(benchmark::internal::Benchmark* benchmark)
 template <typename Timer>
 void manyDueAtOnce(benchmark::State& state)
 {
+    const support::OneCore oneCore;
     constexpr int DUE = 100;
     constexpr int AFTER_THE_GATE_MS = 10;
     constexpr timespec UNTIL_ALL_ARE_DUE{0, 30000000};
