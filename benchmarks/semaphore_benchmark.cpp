@@ -4,7 +4,6 @@
 #include <benchmark/benchmark.h>
 #include <pthread.h>
 #include <semaphore.h>
-#include <thread>
 
 #include <gpal/CriticalSection.h>
 #include <gpal/GPALMutex.h>
@@ -14,6 +13,7 @@
 #include "hand_critical_section.h"
 #include "hand_mutex.h"
 #include "hand_semaphore.h"
+#include "semaphore_jobs.h"
 #include "support.h"
 
 using support::opaque;
@@ -50,17 +50,8 @@ private:
     pthread_mutex_t m_mutex = PTHREAD_MUTEX_INITIALIZER;
 };
 
-template <typename Lock>
-void rawTakeGive(benchmark::State& state)
-{
-    const auto lock = opaque<Lock>();
-    for (auto _ : state) {
-        lock->take();
-        lock->give();
-    }
-}
-BENCHMARK(rawTakeGive<RawSemaphore>)->Name("takeGive/raw");
-BENCHMARK(rawTakeGive<TwoMutexPairs>)->Name("takeGive/twoMutexPairs");
+BENCHMARK(jobs::takeGive<RawSemaphore>)->Name("takeGive/raw");
+BENCHMARK(jobs::takeGive<TwoMutexPairs>)->Name("takeGive/twoMutexPairs");
 
 template <typename AnySemaphore>
 void takeGive(benchmark::State& state)
@@ -158,39 +149,8 @@ void waitForNothing(benchmark::State& state)
 BENCHMARK(waitForNothing<Wait>)->Name("waitForNothing/layer");
 BENCHMARK(waitForNothing<HandWait>)->Name("waitForNothing/hand");
 
-/// Signal another thread and wait for its answer: two hand-overs.
-template <typename AnyWait>
-void handOver(benchmark::State& state)
-{
-    const support::OneCore oneCore;
-    const auto question = opaque<AnyWait>();
-    const auto answer = opaque<AnyWait>();
-    bool finished = false;
-    std::thread other([&] {
-        for (;;) {
-            question->wait();
-            if (finished) {
-                return;
-            }
-            answer->signal();
-        }
-    });
-    for (auto _ : state) {
-        question->signal();
-        answer->wait();
-    }
-    finished = true;
-    question->signal();
-    other.join();
-}
-
-void inTwoThreads(benchmark::internal::Benchmark* benchmark)
-{
-    constexpr int TIMES = 10000;
-    benchmark->Iterations(TIMES)->MeasureProcessCPUTime()->UseRealTime();
-}
-BENCHMARK(handOver<Wait>)->Name("handOver/layer")->Apply(inTwoThreads);
-BENCHMARK(handOver<HandWait>)->Name("handOver/hand")->Apply(inTwoThreads);
+BENCHMARK(jobs::handOver<Wait>)->Name("handOver/layer")->Apply(jobs::inTwoThreads);
+BENCHMARK(jobs::handOver<HandWait>)->Name("handOver/hand")->Apply(jobs::inTwoThreads);
 
 /// Several threads take and give one semaphore. A holder lets the others run, on one core, so that
 /// they always queue. Without that the job has two states, one in which nobody ever meets anybody
@@ -220,13 +180,3 @@ BENCHMARK(contendedTakeGive<Semaphore>)->Name("contendedTakeGive/layer")->Apply(
 BENCHMARK(contendedTakeGive<hand::Semaphore>)->Name("contendedTakeGive/hand")->Apply(byManyThreads);
 
 } // namespace
-
-int main(int argc, char** argv)
-{
-    // The C library spares processes that never had a second thread the atomic instructions. Those
-    // that use the layer have several.
-    std::thread([] {}).join();
-    benchmark::Initialize(&argc, argv);
-    benchmark::RunSpecifiedBenchmarks();
-    return 0;
-}

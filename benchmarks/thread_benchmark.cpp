@@ -7,6 +7,7 @@
 #include <pthread.h>
 
 #include "support.h"
+#include "thread_jobs.h"
 
 namespace
 {
@@ -24,38 +25,35 @@ public:
 
 void raw(benchmark::State& state)
 {
-    const support::OneCore oneCore;
-    for (auto _ : state) {
+    jobs::spawnJoin(state, [] {
         pthread_t thread{};
         pthread_create(&thread, nullptr, nothing, nullptr);
         pthread_join(thread, nullptr);
-    }
+    });
 }
-BENCHMARK(raw)->Name("spawnJoin/raw")->MeasureProcessCPUTime()->UseRealTime();
+BENCHMARK(raw)->Name("spawnJoin/raw")->Apply(jobs::ofThreads);
 
 void threadable(benchmark::State& state)
 {
-    const support::OneCore oneCore;
     const std::unique_ptr<ThreaderIfc> threader(ThreaderFactory().createNewThreader());
     Nothing body;
-    for (auto _ : state) {
+    jobs::spawnJoin(state, [&] {
         unsigned long thread = 0;
         threader->spawn(&thread, &body, "", GPAL_THREAD_PRIORITY_NORMAL, 0);
         threader->waitForThreadCompletion(thread);
-    }
+    });
 }
-BENCHMARK(threadable)->Name("spawnJoin/threadable")->MeasureProcessCPUTime()->UseRealTime();
+BENCHMARK(threadable)->Name("spawnJoin/threadable")->Apply(jobs::ofThreads);
 
 void function(benchmark::State& state)
 {
-    const support::OneCore oneCore;
     const auto threader = support::opaque<Threader>();
-    for (auto _ : state) {
+    jobs::spawnJoin(state, [&] {
         unsigned long thread = 0;
         threader->spawn(&thread, nothing, nullptr, "", GPAL_THREAD_PRIORITY_NORMAL, 0);
         threader->waitForThreadCompletion(thread);
-    }
+    });
 }
-BENCHMARK(function)->Name("spawnJoin/function")->MeasureProcessCPUTime()->UseRealTime();
+BENCHMARK(function)->Name("spawnJoin/function")->Apply(jobs::ofThreads);
 
 } // namespace

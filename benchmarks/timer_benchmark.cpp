@@ -8,7 +8,6 @@
 #include <deque>
 #include <functional>
 #include <memory>
-#include <semaphore.h>
 #include <signal.h>
 #include <time.h>
 #include <utility>
@@ -19,19 +18,12 @@
 
 #include "hand_timers.h"
 #include "support.h"
+#include "timer_jobs.h"
 
 namespace
 {
 
-constexpr int SHORT_INTERVAL_MS = 50;
-constexpr int LONG_INTERVAL_MS = 3600000;
-
-double nanoseconds()
-{
-    timespec now{};
-    clock_gettime(CLOCK_MONOTONIC, &now);
-    return static_cast<double>(now.tv_sec) * 1e9 + static_cast<double>(now.tv_nsec);
-}
+using namespace jobs;
 
 /// A timer of the layer that calls a function.
 class LayerTimer : private timeAble
@@ -108,38 +100,6 @@ private:
     itimerspec m_setting{};
 };
 
-/// Counts expiries.
-class Expiries
-{
-public:
-    Expiries() { sem_init(&m_count, 0, 0); }
-    void add() { sem_post(&m_count); }
-    void waitFor(int count)
-    {
-        for (int index = 0; index < count; ++index) {
-            sem_wait(&m_count);
-        }
-    }
-
-private:
-    sem_t m_count{};
-};
-
-/// Arms and disarms one timer while others are armed.
-template <typename Timer>
-void armDisarm(benchmark::State& state)
-{
-    const support::OneCore oneCore;
-    std::deque<Timer> others;
-    for (int index = 0; index < state.range(0); ++index) {
-        others.emplace_back(LONG_INTERVAL_MS, [] {}).start();
-    }
-    Timer timer(LONG_INTERVAL_MS, [] {});
-    for (auto _ : state) {
-        timer.start();
-        timer.stop();
-    }
-}
 BENCHMARK(armDisarm<LayerTimer>)
     ->Name("armDisarm/layer")
     ->Arg(0)
@@ -195,36 +155,6 @@ BENCHMARK(pacedPair<HandTimer>)
 
 /// 100 timers that fall due while the monitor is in the callback of another one; the time from
 /// that callback's end to the last of them.
-template <typename Timer>
-void manyDueAtOnce(benchmark::State& state)
-{
-    const support::OneCore oneCore;
-    constexpr int DUE = 100;
-    constexpr int AFTER_THE_GATE_MS = 10;
-    constexpr timespec UNTIL_ALL_ARE_DUE{0, 30000000};
-    Expiries expiries;
-    double gateOpened = 0;
-    double last = 0;
-    Timer gate(SHORT_INTERVAL_MS, [&] {
-        nanosleep(&UNTIL_ALL_ARE_DUE, nullptr);
-        gateOpened = nanoseconds();
-    });
-    std::deque<Timer> timers;
-    for (int index = 0; index < DUE; ++index) {
-        timers.emplace_back(SHORT_INTERVAL_MS + AFTER_THE_GATE_MS, [&] {
-            last = nanoseconds();
-            expiries.add();
-        });
-    }
-    for (auto _ : state) {
-        gate.start();
-        for (Timer& timer : timers) {
-            timer.start();
-        }
-        expiries.waitFor(DUE);
-        state.SetIterationTime((last - gateOpened) / 1e9);
-    }
-}
 BENCHMARK(manyDueAtOnce<LayerTimer>)->Name("manyDueAtOnce/layer")->UseManualTime()->Iterations(5);
 BENCHMARK(manyDueAtOnce<HandTimer>)->Name("manyDueAtOnce/hand")->UseManualTime()->Iterations(5);
 

@@ -1,0 +1,1 @@
+"""Measuring the layer beside others, and showing what was measured."""
