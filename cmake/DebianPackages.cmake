@@ -6,6 +6,9 @@ set(CPACK_PACKAGE_CONTACT "The developers of gpal <gpal@lists.gpal.invalid>")
 set(CPACK_PACKAGE_DESCRIPTION_SUMMARY "")
 set(CPACK_PACKAGING_INSTALL_PREFIX /usr)
 set(CPACK_COMPONENTS_ALL runtime development documentation tools)
+if(GPAL_DEBUG_FILE)
+    list(APPEND CPACK_COMPONENTS_ALL debug)
+endif()
 set(CPACK_DEB_COMPONENT_INSTALL ON)
 set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
 # The revision of packages that are not Debian's own.
@@ -68,5 +71,14 @@ set(CPACK_DEBIAN_TOOLS_DESCRIPTION
     "platform abstraction layer of a network telephone - tools
 gpal-info shows a device's memory, limits, disks and devices in one
 screen, and lists files of captured packets.")
+
+set(CPACK_DEBIAN_DEBUG_PACKAGE_NAME ${runtimePackage}-dbg)
+set(CPACK_DEBIAN_DEBUG_PACKAGE_SECTION debug)
+set(CPACK_DEBIAN_DEBUG_PACKAGE_DEPENDS ${sameVersion})
+set(CPACK_DEBIAN_DEBUG_DESCRIPTION
+    "platform abstraction layer of a network telephone - debugging information
+What gdb needs to show the layer's threads, semaphores and timers, and
+what they wait for.")
+set(CPACK_GPAL_READELF ${CMAKE_READELF})
 
 include(CPack)

@@ -10,8 +10,7 @@ if(GPAL_DEBUG_FILE)
         COMMAND ${CMAKE_OBJCOPY} --only-keep-debug --compress-debug-sections
                 $<TARGET_FILE:gpal> $<TARGET_FILE:gpal>.debug 2>/dev/null
         COMMAND ${CMAKE_OBJCOPY} --strip-debug $<TARGET_FILE:gpal>)
-    install(FILES $<TARGET_FILE:gpal>.debug DESTINATION ${CMAKE_INSTALL_LIBDIR}
-            COMPONENT development)
+    install(FILES $<TARGET_FILE:gpal>.debug DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT debug)
 endif()
 
 # gdb looks for a script of the library's name beside the library, as in the build tree, and below its own

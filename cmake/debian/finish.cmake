@@ -28,6 +28,19 @@ foreach(component IN LISTS CPACK_COMPONENTS_ALL)
     file(GLOB_RECURSE pages ${root}/share/man/*.[1-9])
     execute_process(COMMAND gzip -9n ${documents}/changelog.Debian ${pages} COMMAND_ERROR_IS_FATAL ANY)
 
+    # Debuggers look for it by the library's build id.
+    file(GLOB_RECURSE information ${root}/lib/*.debug)
+    if(information)
+        execute_process(COMMAND ${CPACK_GPAL_READELF} -n ${information} OUTPUT_VARIABLE notes
+                        COMMAND_ERROR_IS_FATAL ANY)
+        string(REGEX MATCH "Build ID: ([0-9a-f][0-9a-f])([0-9a-f]+)" id "${notes}")
+        set(place ${root}/lib/debug/.build-id/${CMAKE_MATCH_1})
+        cmake_path(GET information PARENT_PATH installed)
+        file(MAKE_DIRECTORY ${place})
+        file(RENAME ${information} ${place}/${CMAKE_MATCH_2}.debug)
+        file(REMOVE_RECURSE ${installed})
+    endif()
+
     # On the device and its like, the loader lies where it always does, and finds by itself what
     # packages put in its folders. The new name is padded with what ends names.
     file(GLOB programs ${root}/bin/*)

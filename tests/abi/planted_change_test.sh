@@ -20,7 +20,11 @@ sed -i -e 's/^    virtual int deletePasswd/    virtual int planted() { return 0;
     "$work/include/gpal/OSPasswdMgr.h"
 "$compiler" -std=c++17 -g -fPIC -fvisibility=hidden -fvisibility-inlines-hidden $compile_flags \
     "-I$work/include" "-I$source" -c "$source/process/OSPasswdMgr.cpp" -o "$work/changed.o"
-objects=$(find "$build/CMakeFiles/gpal.dir" -name '*.o' ! -name 'OSPasswdMgr.cpp.o')
+# An old build folder may hold objects of sources that are gone.
+objects=$(cd "$build/CMakeFiles/gpal.dir" && find . -name '*.o' ! -name 'OSPasswdMgr.cpp.o' |
+    while read -r object; do
+        [ ! -f "$source/${object%.o}" ] || echo "$build/CMakeFiles/gpal.dir/$object"
+    done)
 "$compiler" -shared $objects "$work/changed.o" -o "$work/libgpal.so" -Wl,-soname,libgpal.so.1 \
     "-Wl,--version-script=$source/cmake/gpal.map"
 

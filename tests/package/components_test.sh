@@ -23,15 +23,21 @@ component()
 component runtime 'libgpal\.so\.|/gpal/libPlatformCommon\.so$'
 component development '/include/gpal/|/libgpal\.so$|/cmake/gpal/|/pkgconfig/|/man3/|/gdb/|/share/gpal/testing/'
 component documentation '/share/doc/gpal/'
+component debug '\.debug$'
 component tools '/bin/gpal-info$|/man1/'
 
+# Where gdb looks for its script depends on where the library was installed to.
+without_prefix()
+{
+    sed 's|/auto-load/.*/lib/|/auto-load/lib/|' | sort
+}
 # The stand-in is in nobody's way, and nothing is in two components or in none.
 [ -z "$(find "$work" -path '*/lib*/libPlatformCommon.so' ! -path '*/gpal/*')" ] || fail "the stand-in is in the way"
 "$cmake" --install "$build" --prefix "$work/all" >"$work/log"
-(cd "$work" && for each in runtime development documentation tools; do
+(cd "$work" && for each in runtime development documentation debug tools; do
     (cd "$each" && find . ! -type d)
-done | sort >one-by-one)
-(cd "$work/all" && find . ! -type d | sort) | diff "$work/one-by-one" -
+done | without_prefix >one-by-one)
+(cd "$work/all" && find . ! -type d) | without_prefix | diff "$work/one-by-one" -
 
 # A neighbour's file stays, and so does its folder.
 echo theirs >"$work/all/bin/neighbour"

@@ -14,7 +14,7 @@ cd "$folder"
 "$cpack" --config "$build/CPackConfig.cmake" -B "$folder" >cpack.log 2>&1 || { cat cpack.log; exit 1; }
 rm -rf _CPack_Packages
 
-for package in libgpal1 libgpal-dev libgpal-doc gpal-tools; do
+for package in libgpal1 libgpal1-dbg libgpal-dev libgpal-doc gpal-tools; do
     ls "$folder/$package"_*.deb >listing || { echo "no package $package"; exit 1; }
 done
 lintian --allow-root --display-info --tag-display-limit 0 ./*.deb >findings 2>&1 ||

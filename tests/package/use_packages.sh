@@ -20,7 +20,7 @@ if [ "$architecture" = mips ]; then
         ln -s "/usr/mips-linux-gnu/lib/$library" /usr/lib/mips-linux-gnu/
     done
 fi
-names="libgpal1:$architecture libgpal-dev:$architecture gpal-tools:$architecture libgpal-doc"
+names="libgpal1:$architecture libgpal1-dbg:$architecture libgpal-dev:$architecture gpal-tools:$architecture libgpal-doc"
 dpkg $force -i ./*.deb >dpkg.log 2>&1 || { cat dpkg.log; exit 1; }
 if [ -z "$force" ]; then
     ldconfig -p | grep -q 'libgpal\.so\.1' || { echo "the loader was not told of the library"; exit 1; }
