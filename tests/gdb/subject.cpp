@@ -4,10 +4,14 @@
 // a core file where one is wanted.
 #include <cstdlib>
 #include <cstring>
+#include <filesystem>
+#include <fstream>
 #include <gpal/gpal.h>
+#include <iterator>
 #include <memory>
 #include <pthread.h>
 #include <string>
+#include <unistd.h>
 #include <vector>
 
 namespace scene
@@ -244,6 +248,33 @@ void consumers()
     end();
 }
 
+/// What the kernel says of the threads beside this one; "" if one of them runs.
+std::string sleepOfOthers()
+{
+    std::string all;
+    for (const auto& thread : std::filesystem::directory_iterator("/proc/self/task")) {
+        if (thread.path().filename() != std::to_string(getpid())) {
+            std::ifstream file(thread.path() / "status");
+            const std::string text{std::istreambuf_iterator<char>(file), {}};
+            if (text.find("\nState:\tS") == std::string::npos) {
+                return "";
+            }
+            all += text;
+        }
+    }
+    return all;
+}
+
+/// The monitor's pass is over when its thread sleeps, and does not wake up again.
+void waitForTheMonitor()
+{
+    std::string before;
+    for (std::string now; now.empty() || now != before; now = sleepOfOthers()) {
+        before = now;
+        GPALSleep().milliSleep(30);
+    }
+}
+
 void timers()
 {
     osTimerThread monitor;
@@ -256,6 +287,7 @@ void timers()
     later.start();
     sooner.start();
     nobody.start();
+    waitForTheMonitor();
     end();
 }
 
