@@ -126,6 +126,33 @@ __attribute__((noinline)) void stopHere()
     asm volatile("");
 }
 
+/// What the kernel says of the threads beside this one; "" if one of them runs.
+std::string sleepOfOthers()
+{
+    std::string all;
+    for (const auto& thread : std::filesystem::directory_iterator("/proc/self/task")) {
+        if (thread.path().filename() != std::to_string(getpid())) {
+            std::ifstream file(thread.path() / "status");
+            const std::string text{std::istreambuf_iterator<char>(file), {}};
+            if (text.find("\nState:\tS") == std::string::npos) {
+                return "";
+            }
+            all += text;
+        }
+    }
+    return all;
+}
+
+/// Until every other thread sleeps, and does not wake up again.
+void waitForOthers()
+{
+    std::string before;
+    for (std::string now; now.empty() || now != before; now = sleepOfOthers()) {
+        before = now;
+        GPALSleep().milliSleep(30);
+    }
+}
+
 Threader threader;
 
 void spawn(Threadable& body)
@@ -160,6 +187,7 @@ void threads()
     rung.awaitBlocked(2);
     second.awaitBlocked(2);
     allHaveTaken.take(-1);
+    waitForOthers();
     end();
 }
 
@@ -248,33 +276,6 @@ void consumers()
     end();
 }
 
-/// What the kernel says of the threads beside this one; "" if one of them runs.
-std::string sleepOfOthers()
-{
-    std::string all;
-    for (const auto& thread : std::filesystem::directory_iterator("/proc/self/task")) {
-        if (thread.path().filename() != std::to_string(getpid())) {
-            std::ifstream file(thread.path() / "status");
-            const std::string text{std::istreambuf_iterator<char>(file), {}};
-            if (text.find("\nState:\tS") == std::string::npos) {
-                return "";
-            }
-            all += text;
-        }
-    }
-    return all;
-}
-
-/// The monitor's pass is over when its thread sleeps, and does not wake up again.
-void waitForTheMonitor()
-{
-    std::string before;
-    for (std::string now; now.empty() || now != before; now = sleepOfOthers()) {
-        before = now;
-        GPALSleep().milliSleep(30);
-    }
-}
-
 void timers()
 {
     osTimerThread monitor;
@@ -287,7 +288,7 @@ void timers()
     later.start();
     sooner.start();
     nobody.start();
-    waitForTheMonitor();
+    waitForOthers();
     end();
 }
 
