@@ -1,4 +1,5 @@
 #include <csignal>
+#include <cstdint>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -34,9 +35,9 @@ void installCrashReport()
     sigaction(SIGBUS, &action, nullptr);
 }
 
-void ringAbsentBell(volatile int* bell)
+void ringBellAt(std::uintptr_t address)
 {
-    *bell = 1;
+    *reinterpret_cast<volatile int*>(address) = 1;
 }
 
 int main()
@@ -44,6 +45,6 @@ int main()
     installCrashReport();
     std::puts("About to ring.");
     std::fflush(stdout);
-    int* volatile absent = nullptr; // volatile: nobody is to see through this
-    ringAbsentBell(absent);
+    const volatile std::uintptr_t nowhere = 4; // volatile: the compiler must not see it
+    ringBellAt(nowhere);
 }
