@@ -4,11 +4,11 @@
 #define GPAL_TESTING_DATAGRAMEXCHANGE_H
 
 #include <deque>
+#include <fcntl.h>
 #include <map>
 #include <memory>
 #include <mutex>
 #include <string>
-#include <sys/eventfd.h>
 #include <sys/socket.h>
 #include <unistd.h>
 #include <utility>
@@ -71,13 +71,44 @@ private:
     /// What a socket has received. The descriptor can be read as often as there are datagrams, so
     /// that `select` and `poll` work on it.
     struct Mailbox {
-        Mailbox() = default;
+        Mailbox()
+        {
+            int ends[2] = {-1, -1};
+            if (pipe2(ends, O_CLOEXEC) == 0 && fcntl(ends[1], F_SETFL, O_NONBLOCK) == 0) {
+                descriptor = ends[0];
+                m_writeEnd = ends[1];
+            }
+        }
         Mailbox(const Mailbox&) = delete;
         Mailbox& operator=(const Mailbox&) = delete;
-        ~Mailbox() { close(descriptor); }
+        ~Mailbox()
+        {
+            close(descriptor);
+            close(m_writeEnd);
+        }
 
-        const int descriptor = eventfd(0, EFD_SEMAPHORE | EFD_CLOEXEC);
+        /// False where a pipe holds no more: that many datagrams nobody has read.
+        bool add(const Datagram& datagram)
+        {
+            const bool hasRoom = write(m_writeEnd, "", 1) == 1;
+            if (hasRoom) {
+                datagrams.push_back(datagram);
+            }
+            return hasRoom;
+        }
+
+        /// Waits for a datagram, which is then at the front.
+        bool await() const
+        {
+            char one = 0;
+            return read(descriptor, &one, 1) == 1;
+        }
+
+        int descriptor = -1;
         std::deque<Datagram> datagrams;
+
+    private:
+        int m_writeEnd = -1;
     };
 
     struct Network {
@@ -102,9 +133,7 @@ private:
             if (found == bound.end()) {
                 return false;
             }
-            found->second->datagrams.push_back(datagram);
-            eventfd_write(found->second->descriptor, 1);
-            return true;
+            return found->second->add(datagram);
         }
 
         std::mutex mutex;

@@ -11,7 +11,6 @@
 #include <mutex>
 #include <netinet/in.h>
 #include <string>
-#include <sys/eventfd.h>
 #include <sys/socket.h>
 
 #include <gpal/testing/DatagramExchange.h>
@@ -223,8 +222,7 @@ private:
         if (m_network->emptyRead == DatagramExchange::INTERRUPTED && !hasDatagram()) {
             return fail(EINTR);
         }
-        eventfd_t one = 0;
-        if (eventfd_read(m_mailbox->descriptor, &one) != 0) { // waits for a datagram
+        if (!m_mailbox->await()) {
             return -1;
         }
         const std::lock_guard<std::mutex> guard(m_network->mutex);
