@@ -32,15 +32,17 @@ public:
 
     /// A datagram; ports are plain numbers.
     struct Datagram {
-        unsigned int from;
-        unsigned int to;
-        std::string bytes;
+        unsigned int from; ///< port that it comes from
+        unsigned int to;   ///< port that it goes to
+        std::string bytes; ///< what it holds
+        /// Whether all of it is the same.
         bool operator==(const Datagram& other) const
         {
             return from == other.from && to == other.to && bytes == other.bytes;
         }
     };
 
+    /// The network of the sockets that are opened from now on.
     explicit DatagramExchange(EmptyRead emptyRead = INTERRUPTED)
         : m_network(std::make_shared<Network>())
     {

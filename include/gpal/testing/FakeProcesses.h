@@ -34,9 +34,11 @@ public:
     /// An exit code that stands for a child that a signal ended.
     static constexpr int BY_SIGNAL = -1;
 
+    /// A signal that a fake process was sent.
     struct SignalSent {
-        int pid;
-        int signal;
+        int pid;    ///< the process
+        int signal; ///< the signal that it was sent
+        /// Whether all of it is the same.
         bool operator==(const SignalSent& other) const
         {
             return pid == other.pid && signal == other.signal;

@@ -31,6 +31,7 @@ class FakeUDPSocket
 {
 public:
     FakeUDPSocket() = default;
+    /// Opened, as by `UDPSocket`.
     FakeUDPSocket(unsigned int port, const std::string& owner)
     {
         open(port, ADDRESS_FAMILY_IPV4, owner, {});
@@ -39,6 +40,7 @@ public:
     FakeUDPSocket& operator=(const FakeUDPSocket&) = delete;
     ~FakeUDPSocket() { close(); }
 
+    /// As `UDPSocket::open`.
     int open(unsigned int port, AddressFamily family, const std::string& owner,
              std::string /*address*/)
     {
@@ -66,6 +68,7 @@ public:
         return socketHandle();
     }
 
+    /// As `UDPSocket::close`.
     int close()
     {
         if (isOpen() && m_port != 0) {
@@ -79,6 +82,7 @@ public:
         return 0;
     }
 
+    /// As `UDPSocket::read`.
     int read(char* buf, unsigned int len, sockaddr* from, unsigned int* fromLen)
     {
         if (isOpen() && from != nullptr && fromLen == nullptr) {
@@ -94,6 +98,7 @@ public:
         return result;
     }
 
+    /// As `UDPSocket::read`.
     int read(char* buf, int len, unsigned int& ip, unsigned short& port)
     {
         unsigned int sender = 0;
@@ -106,12 +111,14 @@ public:
         return result;
     }
 
+    /// As `UDPSocket::write`.
     int write(char* buf, int len, unsigned int /*ip*/, unsigned short port)
     {
         openIfNew();
         return len < 0 ? fail(EINVAL) : send(buf, static_cast<unsigned int>(len), port);
     }
 
+    /// As `UDPSocket::write`.
     int write(const char* buf, unsigned int len, sockaddr* to, unsigned int* toLen)
     {
         openIfNew();
@@ -126,6 +133,7 @@ public:
         return send(buf, len, ntohs(reinterpret_cast<const sockaddr_in*>(to)->sin_port));
     }
 
+    /// As `UDPSocket::write`.
     int write(const char* buf, unsigned int len, const std::string& /*ip*/, unsigned int port)
     {
         if (m_family == ADDRESS_FAMILY_NONE) {
@@ -134,6 +142,7 @@ public:
         return send(buf, len, port & UINT16_MAX);
     }
 
+    /// As `UDPSocket::setPriority`.
     int setPriority(unsigned char priority)
     {
         if (m_family == ADDRESS_FAMILY_NONE) {
@@ -146,7 +155,9 @@ public:
     /// A descriptor that can be read while a datagram waits, for `select` and `poll`; -1 while
     /// closed.
     int socketHandle() const { return isOpen() ? m_mailbox->descriptor : -1; }
+    /// As `UDPSocket::localPort`.
     int localPort() const { return m_localPort; }
+    /// As `UDPSocket::family`.
     int family() const { return m_family; }
 
     /// The DSCP that was set last; 0 before.
@@ -154,6 +165,7 @@ public:
 
     /// Those of `UDPSocket`: there is one port manager.
     static void setPortMgr(PortMgmtIfc* manager) { UDPSocket::setPortMgr(manager); }
+    /// As `UDPSocket::getPortMgr`.
     static PortMgmtIfc* getPortMgr() { return UDPSocket::getPortMgr(); }
 
 private:

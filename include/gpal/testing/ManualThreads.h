@@ -38,6 +38,7 @@ public:
         ON_DEMAND ///< inside `runNext`, `runAll` or `waitForThreadCompletion`
     };
 
+    /// Runs bodies inside `spawn`, or on demand.
     explicit ManualThreads(When when = INLINE) : m_when(when) {}
     ManualThreads(const ManualThreads&) = delete;
     ManualThreads& operator=(const ManualThreads&) = delete;

@@ -19,9 +19,11 @@ namespace gpal::testing
 class RecordingPortManager : public PortMgmtIfc
 {
 public:
+    /// A socket that was bound.
     struct Opened {
-        std::string owner;
+        std::string owner; ///< text that the socket was opened with
         unsigned int port; ///< as a plain number
+        /// Whether all of it is the same.
         bool operator==(const Opened& other) const
         {
             return owner == other.owner && port == other.port;

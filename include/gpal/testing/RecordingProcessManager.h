@@ -22,8 +22,9 @@ public:
     /// What was asked for, by whom.
     struct Request {
         std::string name; ///< name of the thread or type of the process
-        unsigned long id;
-        int niceValue;
+        unsigned long id; ///< of the thread or process
+        int niceValue;    ///< what was asked for
+        /// Whether all of it is the same.
         bool operator==(const Request& other) const
         {
             return name == other.name && id == other.id && niceValue == other.niceValue;
@@ -76,6 +77,7 @@ public:
     struct Announced {
         std::string type; ///< type, or the name that the thread was given
         int id;           ///< kernel id
+        /// Whether all of it is the same.
         bool operator==(const Announced& other) const
         {
             return type == other.type && id == other.id;

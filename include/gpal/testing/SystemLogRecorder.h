@@ -1,6 +1,7 @@
 /// \file
 /// Records what goes to the system log. The program that includes this header has `syslog` and
-/// `vsyslog` of its own; see `SystemLogRecorder`.
+/// `vsyslog` of its own; see `SystemLogRecorder`. Built by clang, that source goes without
+/// `_FORTIFY_SOURCE`, whose inline functions clang takes for second definitions.
 #ifndef GPAL_TESTING_SYSTEMLOGRECORDER_H
 #define GPAL_TESTING_SYSTEMLOGRECORDER_H
 
@@ -18,7 +19,8 @@ namespace gpal::testing
 /// A message of the system log.
 struct LogLine {
     int priority; ///< as given to `syslog`: the layer's messages have a severity and no facility
-    std::string text;
+    std::string text; ///< as formatted
+    /// Whether all of it is the same.
     bool operator==(const LogLine& other) const
     {
         return priority == other.priority && text == other.text;
