@@ -100,27 +100,9 @@ private:
     itimerspec m_setting{};
 };
 
-BENCHMARK(armDisarm<LayerTimer>)
-    ->Name("armDisarm/layer")
-    ->Arg(0)
-    ->Arg(10)
-    ->Arg(100)
-    ->MeasureProcessCPUTime()
-    ->UseRealTime();
-BENCHMARK(armDisarm<HandTimer>)
-    ->Name("armDisarm/hand")
-    ->Arg(0)
-    ->Arg(10)
-    ->Arg(100)
-    ->MeasureProcessCPUTime()
-    ->UseRealTime();
-BENCHMARK(armDisarm<RawTimer>)
-    ->Name("armDisarm/raw")
-    ->Arg(0)
-    ->Arg(10)
-    ->Arg(100)
-    ->MeasureProcessCPUTime()
-    ->UseRealTime();
+BENCHMARK(armDisarm<LayerTimer>)->Name("armDisarm/layer")->Apply(besideOthers);
+BENCHMARK(armDisarm<HandTimer>)->Name("armDisarm/hand")->Apply(besideOthers);
+BENCHMARK(armDisarm<RawTimer>)->Name("armDisarm/raw")->Apply(besideOthers);
 
 /// The same beside very many others, with time for the monitor to fall asleep again after each
 /// pair, so that its passes are counted too.
@@ -129,10 +111,7 @@ void pacedPair(benchmark::State& state)
 {
     const support::OneCore oneCore;
     constexpr timespec UNTIL_THE_MONITOR_SLEEPS{0, 300000};
-    std::deque<Timer> others;
-    for (int index = 0; index < state.range(0); ++index) {
-        others.emplace_back(LONG_INTERVAL_MS, [] {}).start();
-    }
+    const std::deque<Timer> others = armedTimers<Timer>(state.range(0));
     Timer timer(LONG_INTERVAL_MS, [] {});
     for (auto _ : state) {
         timer.start();

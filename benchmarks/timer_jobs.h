@@ -6,6 +6,7 @@
 #define GPAL_BENCHMARKS_TIMER_JOBS_H
 
 #include <benchmark/benchmark.h>
+#include <cstdint>
 #include <deque>
 #include <semaphore.h>
 #include <time.h>
@@ -42,15 +43,23 @@ private:
     sem_t m_count{};
 };
 
+/// Timers that are armed for as long as they live.
+template <typename Timer>
+std::deque<Timer> armedTimers(std::int64_t count)
+{
+    std::deque<Timer> timers;
+    for (std::int64_t index = 0; index < count; ++index) {
+        timers.emplace_back(LONG_INTERVAL_MS, [] {}).start();
+    }
+    return timers;
+}
+
 /// Arms and disarms one timer while others are armed.
 template <typename Timer>
 void armDisarm(benchmark::State& state)
 {
     const support::OneCore oneCore;
-    std::deque<Timer> others;
-    for (int index = 0; index < state.range(0); ++index) {
-        others.emplace_back(LONG_INTERVAL_MS, [] {}).start();
-    }
+    const std::deque<Timer> others = armedTimers<Timer>(state.range(0));
     Timer timer(LONG_INTERVAL_MS, [] {});
     for (auto _ : state) {
         timer.start();

@@ -5,7 +5,6 @@
 
 #include <cerrno>
 #include <chrono>
-#include <cstdlib>
 #include <fcntl.h>
 #include <sched.h>
 #include <syslog.h>
@@ -16,45 +15,18 @@
 
 #include "peers.h"
 #include "support/observed.h"
-#include "support/private_mounts.h"
+#include "support/two_hosts.h"
 
 using support::Captured;
+using support::FAR_HOST;
+using support::NEAR_HOST;
 using support::RecordedLog;
+using support::runCommands;
 
 namespace
 {
 
-constexpr auto HERE = "10.9.0.1";
-constexpr auto THERE = "10.9.0.2";
 constexpr unsigned short PORT = 4000;
-
-bool run(const std::string& commands)
-{
-    return std::system(("set -e; exec 2>&1 >/dev/null; " + commands).c_str()) == 0;
-}
-
-/// Makes this process the near one of two hosts; returns why not, or "".
-std::string makeTwoHosts()
-{
-    std::string reason;
-    if (!support::enterPrivateNamespaces(reason)) {
-        return reason;
-    }
-    if (unshare(CLONE_NEWNET) != 0) {
-        return "no network namespace";
-    }
-    if (!support::mountTmpfs("/run", 1 << 20) || !run("ip link set lo up; ip netns add far")) {
-        return "no second network namespace";
-    }
-    if (!run("ip link add near type veth peer name far netns far;"
-             "ip addr add 10.9.0.1/24 dev near; ip link set near up;"
-             "ip -n far addr add 10.9.0.2/24 dev far; ip -n far link set far up;"
-             "ip -n far link set lo up")) {
-        return "no pair of virtual links";
-    }
-    run("ip addr add fd09::1/64 dev near nodad; ip -n far addr add fd09::2/64 dev far nodad");
-    return "";
-}
 
 /// Opens a socket of the far host.
 void openThere(UDPSocket& socket, AddressFamily family)
@@ -72,7 +44,7 @@ class TwoHosts : public testing::Test
 protected:
     void SetUp() override
     {
-        const std::string reason = makeTwoHosts();
+        const std::string reason = support::makeTwoHosts();
         if (!reason.empty()) {
             GTEST_SKIP() << "no second host: " << reason;
         }
@@ -90,15 +62,15 @@ protected:
 TEST_F(TwoHosts, talkToEachOther)
 {
     openThere(m_far, ADDRESS_FAMILY_IPV4);
-    ASSERT_GE(m_near.open(PORT, ADDRESS_FAMILY_IPV4, "", HERE), 0);
-    EXPECT_EQ(m_near.write("there", 5u, THERE, PORT), 5);
+    ASSERT_GE(m_near.open(PORT, ADDRESS_FAMILY_IPV4, "", NEAR_HOST), 0);
+    EXPECT_EQ(m_near.write("there", 5u, FAR_HOST, PORT), 5);
     EXPECT_EQ(m_far.read(m_buffer, int{sizeof m_buffer}, m_ip, m_port), 5);
     EXPECT_EQ(m_port, PORT);
     char answer[] = "back";
     EXPECT_EQ(m_far.write(answer, 4, m_ip, m_port), 4);
     peers::Address from;
     EXPECT_EQ(m_near.read(m_buffer, sizeof m_buffer, from.get(), from.length()), 4);
-    EXPECT_EQ(from.text(), THERE);
+    EXPECT_EQ(from.text(), FAR_HOST);
     EXPECT_EQ(from.port(), PORT);
 }
 
@@ -117,16 +89,16 @@ TEST_F(TwoHosts, talkToEachOtherOverIPv6)
 
 TEST_F(TwoHosts, loseWhatTheLinkLosesAndNothingElse)
 {
-    if (!run("ip netns exec far nft 'add table ip lossy;"
-             "add chain ip lossy in { type filter hook input priority 0; };"
-             "add rule ip lossy in udp dport 4000 numgen inc mod 3 0 drop'")) {
+    if (!runCommands("ip netns exec far nft 'add table ip lossy;"
+                     "add chain ip lossy in { type filter hook input priority 0; };"
+                     "add rule ip lossy in udp dport 4000 numgen inc mod 3 0 drop'")) {
         GTEST_SKIP() << "no packet filter to lose datagrams with";
     }
     openThere(m_far, ADDRESS_FAMILY_IPV4);
     constexpr int SENT = 30;
     for (int i = 0; i < SENT; ++i) {
         const std::string content(160, static_cast<char>('A' + i));
-        peers::Address to(THERE, PORT);
+        peers::Address to(FAR_HOST, PORT);
         EXPECT_EQ(m_near.write(content.data(), 160u, to.get(), to.length()), 160);
     }
     for (int i = 0; i < SENT * 2 / 3; ++i) {
@@ -139,24 +111,25 @@ TEST_F(TwoHosts, areToldOfWhatTheFilterRefuses)
 {
     ASSERT_GE(m_near.open(0, ADDRESS_FAMILY_IPV4, "", ""), 0);
     openThere(m_far, ADDRESS_FAMILY_IPV4);
-    if (!run("nft 'add table ip closed;"
-             "add chain ip closed out { type filter hook output priority 0; policy drop; }'")) {
+    if (!runCommands(
+            "nft 'add table ip closed;"
+            "add chain ip closed out { type filter hook output priority 0; policy drop; }'")) {
         GTEST_SKIP() << "no packet filter to refuse datagrams with";
     }
     const RecordedLog log;
-    peers::Address to(THERE, PORT);
+    peers::Address to(FAR_HOST, PORT);
     EXPECT_EQ(m_near.write("hello", 5u, to.get(), to.length()), -1);
     EXPECT_EQ(errno, EPERM);
     EXPECT_EQ(m_near.write("hello", 5u, to.get(), to.length()), -1);
     EXPECT_EQ(log.lines().size(), 1u);
-    ASSERT_TRUE(run("nft delete table ip closed"));
+    ASSERT_TRUE(runCommands("nft delete table ip closed"));
     EXPECT_EQ(m_near.write("hello", 5u, to.get(), to.length()), 5);
     EXPECT_EQ(m_far.read(m_buffer, int{sizeof m_buffer}, m_ip, m_port), 5);
 }
 
 TEST_F(TwoHosts, waitFiveSecondsForALinkThatTakesNothing)
 {
-    if (!run("tc qdisc add dev near root tbf rate 1kbit burst 2000 limit 100000")) {
+    if (!runCommands("tc qdisc add dev near root tbf rate 1kbit burst 2000 limit 100000")) {
         GTEST_SKIP() << "no queue to choke the link with";
     }
     ASSERT_GE(m_near.open(0, ADDRESS_FAMILY_IPV4, "", ""), 0);
@@ -165,7 +138,7 @@ TEST_F(TwoHosts, waitFiveSecondsForALinkThatTakesNothing)
     setsockopt(fd, SOL_SOCKET, SO_SNDBUF, &small, sizeof small);
     const Captured errors(2);
     const RecordedLog log;
-    peers::Address to(THERE, PORT);
+    peers::Address to(FAR_HOST, PORT);
     int result = 0;
     auto start = std::chrono::steady_clock::now();
     for (int i = 0; i < 50 && result != -1; ++i) {

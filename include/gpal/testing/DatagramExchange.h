@@ -54,7 +54,7 @@ public:
     ~DatagramExchange() { m_current = nullptr; }
 
     /// Delivers a datagram of a peer that is no socket of this process. Returns whether a socket is
-    /// bound to the port it goes to.
+    /// bound to the port it goes to, and has not thousands of unread ones already.
     bool send(const Datagram& datagram, int domain = AF_INET)
     {
         return m_network->deliver(domain, datagram);
