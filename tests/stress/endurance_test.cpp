@@ -78,7 +78,9 @@ struct Shared {
     std::atomic<bool> gateClosed{false};
     std::atomic<bool> over{false};
     Semaphore arrived{0, -1, false};
-    Semaphore mayGoOn{0, -1, false};
+    // One for each: who comes while others still wait can't have a unit that was given before, so
+    // that a worker which is late at a common gate would stand there for good.
+    std::array<Wait, WORKERS> mayGoOn;
 };
 
 void* takeAndLeave(void* lock)
@@ -114,7 +116,7 @@ private:
             ++m_turns;
             if (m_shared.gateClosed) {
                 m_shared.arrived.give();
-                m_shared.mayGoOn.take(-1);
+                m_shared.mayGoOn[m_number].wait(-1);
             }
         }
     }
@@ -304,8 +306,8 @@ protected:
             used.turns.push_back(worker->turns());
         }
         shared.gateClosed = false;
-        for (int i = 0; i < WORKERS; ++i) {
-            shared.mayGoOn.give();
+        for (Wait& gate : shared.mayGoOn) {
+            gate.signal();
         }
         return used;
     }
