@@ -44,7 +44,8 @@ public:
     Semaphore& operator=(const Semaphore&) = delete;
     virtual ~Semaphore();
 
-    /// Takes one unit. Threads that wait already come first: a free unit is not taken past them.
+    /// Takes one unit. Threads that wait already come first: a free unit is not taken past them, and
+    /// whoever comes while they wait goes on with a later `give` only, even if units are left then.
     /// The owner of a reentrant semaphore takes at once, driving the count below 0.
     ///
     /// \p timeoutMs limits each quiet interval, in milliseconds: -1 waits without limit, 0 and
