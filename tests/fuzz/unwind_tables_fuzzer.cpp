@@ -19,7 +19,7 @@ using fuzz::check;
 
 constexpr std::size_t STACK_WORDS = 16;
 
-/// The only object that the loader knows while there is one.
+/// What the loader knows beside its own.
 struct AnyObject {
     std::vector<std::uint8_t> bytes;
     std::size_t index = 0;
@@ -30,15 +30,28 @@ struct AnyObject {
 
 const AnyObject* loaded = nullptr;
 
-void walk(const Registers& start)
+struct Stack {
+    std::array<std::uintptr_t, STACK_WORDS> words{};
+
+    bool holds(std::uint64_t address) const
+    {
+        const auto begin = reinterpret_cast<std::uintptr_t>(words.data());
+        return address >= begin && address < begin + sizeof words;
+    }
+};
+
+/// Goes on as long as it stays in the object and on the stack.
+void walk(const Registers& start, const AnyObject& object, const Stack& stack)
 {
     constexpr int LONGEST = 64;
     Unwinder unwinder(start);
     std::uint64_t sp = start.value[STACK_POINTER];
-    for (int frame = 0; frame < LONGEST; ++frame) {
-        const bool returns = !unwinder.isInCode() || !unwinder.isDescribed();
-        if (returns ? !unwinder.stepFromFirstInstruction()
-                    : unwinder.step() != Unwinder::Step::CALLER) {
+    for (int frame = 0; frame < LONGEST && stack.holds(sp); ++frame) {
+        const std::uint64_t pc = unwinder.registers().value[PC];
+        const bool isKnown = unwinder.isInCode() && unwinder.isDescribed();
+        if (pc < object.begin() || pc > object.end() ||
+            !(isKnown ? unwinder.step() == Unwinder::Step::CALLER
+                      : unwinder.stepFromFirstInstruction())) {
             return;
         }
         const std::uint64_t next = unwinder.registers().value[STACK_POINTER];
@@ -53,12 +66,9 @@ extern "C" int _dl_find_object(void* address, dl_find_object* result) noexcept
 {
     static const auto inner =
         reinterpret_cast<int (*)(void*, dl_find_object*)>(dlsym(RTLD_NEXT, "_dl_find_object"));
-    if (loaded == nullptr) {
-        return inner(address, result);
-    }
     const auto number = reinterpret_cast<std::uintptr_t>(address);
-    if (number < loaded->begin() || number >= loaded->end()) {
-        return -1;
+    if (loaded == nullptr || number < loaded->begin() || number >= loaded->end()) {
+        return inner(address, result);
     }
     result->dlfo_map_start = reinterpret_cast<void*>(loaded->begin());
     result->dlfo_map_end = reinterpret_cast<void*>(loaded->end());
@@ -72,25 +82,25 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     AnyObject object;
     object.index = input.number<std::uint16_t>();
     const std::uintptr_t pc = input.number<std::uint16_t>();
-    std::array<std::uintptr_t, STACK_WORDS> stack{};
-    for (std::uintptr_t& word : stack) {
+    Stack stack;
+    for (std::uintptr_t& word : stack.words) {
         word = input.number<std::uint16_t>();
     }
     Registers start{};
     for (std::uint64_t& value : start.value) {
-        value = reinterpret_cast<std::uintptr_t>(&stack[input.byte() % STACK_WORDS]);
+        value = reinterpret_cast<std::uintptr_t>(&stack.words[input.byte() % STACK_WORDS]);
     }
     object.bytes = input.rest();
     if (object.index > object.bytes.size()) {
         return 0;
     }
     // Small numbers are places in the object, and what is on the stack is addresses.
-    for (std::uintptr_t& word : stack) {
+    for (std::uintptr_t& word : stack.words) {
         word += object.begin();
     }
     start.value[PC] = object.begin() + pc;
     loaded = &object;
-    walk(start);
+    walk(start, object, stack);
     loaded = nullptr;
     return 0;
 }
