@@ -95,7 +95,7 @@ bool TimedThreadFactory::deleteTimedThread(TimedThreadIfc* timedThread)
         return false;
     }
     m_timedThreads.erase(found);
-    gpal::detail::lendTo(*timedThread, m_listLock);
+    const gpal::detail::Loan untilDeleted(*timedThread, m_listLock);
     delete timedThread;
     return true;
 }

@@ -14,20 +14,34 @@ namespace
 struct Work {
     const TimedThreadIfc* timedThread;
     pthread_t thread;
-    const Semaphore* lent; ///< the lock of the factory that deletes the timed thread, or null
     Work* next;
 };
 
 Work* works = nullptr;
-pthread_mutex_t worksMutex = PTHREAD_MUTEX_INITIALIZER; ///< guards the list and what is in it
+Loan* loans = nullptr;
+pthread_mutex_t worksMutex = PTHREAD_MUTEX_INITIALIZER; ///< guards the lists
 pthread_cond_t changed = PTHREAD_COND_INITIALIZER;      ///< a lock was lent or given back
+
+template <typename Entry>
+void link(Entry*& list, Entry& entry)
+{
+    entry.next = list;
+    list = &entry;
+}
+
+template <typename Entry>
+void unlink(Entry*& list, const Entry& entry)
+{
+    Entry** place = &list;
+    while (*place != &entry) {
+        place = &(*place)->next;
+    }
+    *place = entry.next;
+}
 
 void enter(Work& work)
 {
-    locked(worksMutex, [&work] {
-        work.next = works;
-        works = &work;
-    });
+    locked(worksMutex, [&work] { link(works, work); });
 }
 
 /// Clean-up handler, as the work may end by cancellation. The thread sanitizer may have lost sight
@@ -36,11 +50,7 @@ void leave(void* work)
 {
     locked(
         worksMutex, [work]() __attribute__((no_sanitize("thread"))) {
-            Work** place = &works;
-            while (*place != work) {
-                place = &(*place)->next;
-            }
-            *place = (*place)->next;
+            unlink(works, *static_cast<Work*>(work));
         });
 }
 
@@ -55,27 +65,38 @@ const Work* workOfThisThread()
     });
 }
 
+bool isLentTo(const Work& work, const Semaphore& lock)
+{
+    const Loan* loan = loans;
+    while (loan != nullptr && (loan->timedThread != work.timedThread || loan->lock != &lock)) {
+        loan = loan->next;
+    }
+    return loan != nullptr;
+}
+
 } // namespace
 
 void runAsWorkOf(const TimedThreadIfc& timedThread, RunnerIfc& work)
 {
-    Work running{&timedThread, pthread_self(), nullptr, nullptr};
+    Work running{&timedThread, pthread_self(), nullptr};
     enter(running);
     pthread_cleanup_push(leave, &running);
     work.run();
     pthread_cleanup_pop(1);
 }
 
-void lendTo(const TimedThreadIfc& timedThread, const Semaphore& lock)
+Loan::Loan(const TimedThreadIfc& lentTo, const Semaphore& lentLock)
+    : timedThread(&lentTo), lock(&lentLock), next(nullptr)
 {
-    locked(worksMutex, [&] {
-        for (Work* work = works; work != nullptr; work = work->next) {
-            if (work->timedThread == &timedThread) {
-                work->lent = &lock;
-            }
-        }
+    locked(worksMutex, [this] {
+        link(loans, *this);
         pthread_cond_broadcast(&changed);
     });
+}
+
+Loan::~Loan()
+{
+    locked(worksMutex, [this] { unlink(loans, *this); });
 }
 
 FactoryLock::FactoryLock(Semaphore& lock) : m_lock(lock), m_lent(false)
@@ -88,10 +109,11 @@ FactoryLock::FactoryLock(Semaphore& lock) : m_lock(lock), m_lent(false)
     }
     // Not in the lock's own queue, which can't be left for a loan.
     locked(worksMutex, [this, work] {
-        while (work->lent != &m_lock && m_lock.take(0) != Semaphore::AVAILABLE) {
+        m_lent = isLentTo(*work, m_lock);
+        while (!m_lent && m_lock.take(0) != Semaphore::AVAILABLE) {
             pthread_cond_wait(&changed, &worksMutex);
+            m_lent = isLentTo(*work, m_lock);
         }
-        m_lent = work->lent == &m_lock;
     });
 }
 

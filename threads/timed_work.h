@@ -12,9 +12,18 @@ namespace gpal::detail
 /// Runs \p work on the calling thread, which is known to be that of \p timedThread meanwhile.
 void runAsWorkOf(const TimedThreadIfc& timedThread, RunnerIfc& work);
 
-/// Says that whoever holds \p lock is about to delete \p timedThread: until its work has ended, its
-/// thread goes about as if it held the lock itself.
-void lendTo(const TimedThreadIfc& timedThread, const Semaphore& lock);
+/// For a scope, whoever holds \p lock deletes \p timedThread: its thread goes about as if it held
+/// the lock itself, also when its work has not begun yet.
+struct Loan {
+    Loan(const TimedThreadIfc& timedThread, const Semaphore& lock);
+    Loan(const Loan&) = delete;
+    Loan& operator=(const Loan&) = delete;
+    ~Loan();
+
+    const TimedThreadIfc* timedThread;
+    const Semaphore* lock;
+    Loan* next;
+};
 
 /// Holds the lock of a factory's list for a scope, taken with cancellation held off.
 ///

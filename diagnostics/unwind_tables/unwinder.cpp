@@ -132,11 +132,6 @@ bool Unwinder::applyRules()
     if (!findBase(m_rules.base, base)) {
         return false;
     }
-    // A caller's frame lies above, save that of one without a frame that was interrupted; anything
-    // else would lead a walk in circles. Only what a signal interrupted may be on another stack.
-    if (!toInterrupted && (m_interrupted ? base < sp : base <= sp)) {
-        return false;
-    }
     const Registers callee = m_registers;
     m_registers.value[STACK_POINTER] = base;
     for (std::uint64_t left = m_rules.known; left != 0; left &= left - 1) {
@@ -144,6 +139,12 @@ bool Unwinder::applyRules()
         if (!findCallersValue(number, base, callee)) {
             return false;
         }
+    }
+    // A caller's frame lies above, save that of one without a frame that was interrupted; anything
+    // else would lead a walk in circles. Only what a signal interrupted may be on another stack.
+    const std::uint64_t callersSp = m_registers.value[STACK_POINTER];
+    if (!toInterrupted && (m_interrupted ? callersSp < sp : callersSp <= sp)) {
+        return false;
     }
     m_registers.value[PC] = withoutSignature(m_registers.value[RETURN_ADDRESS]);
     if (toInterrupted) {

@@ -1,6 +1,7 @@
 #include "rtp.h"
 
 #include <algorithm>
+#include <climits>
 #include <random>
 
 namespace voicecall
@@ -88,8 +89,10 @@ bool fromPacket(const RtpStream& stream, const std::uint8_t* packet, std::size_t
     const unsigned expected = stream.firstSequence + static_cast<unsigned>(expectedIndex);
     const int distance =
         static_cast<int>(((get16(packet + SEQUENCE_AT) - expected + 0x8000U) & 0xFFFFU)) - 0x8000;
-    const int index = expectedIndex + distance;
-    if (index < 0 || get32(packet + TIMESTAMP_AT) != timestampOf(stream, index)) {
+    const std::int64_t found = std::int64_t{expectedIndex} + distance;
+    const int index = static_cast<int>(found);
+    if (found < 0 || found >= INT_MAX ||
+        get32(packet + TIMESTAMP_AT) != timestampOf(stream, index)) {
         return false;
     }
     frame.index = index;

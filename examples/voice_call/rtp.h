@@ -38,8 +38,9 @@ struct RtpStream {
 RtpPacket toPacket(const RtpStream& stream, const Frame& frame);
 
 /// Reads a packet. \p expectedIndex tells which round of the 16-bit sequence number is meant: the
-/// index that comes out is the nearest to it. Returns false, with \p frame unchanged, for anything
-/// that is no frame of \p stream.
+/// index that comes out is the nearest to it, and one that another can follow: who speaks may jump
+/// ahead up to the end of the numbers. Returns false, with \p frame unchanged, for anything that is
+/// no frame of \p stream.
 bool fromPacket(const RtpStream& stream, const std::uint8_t* packet, std::size_t size,
                 int expectedIndex, Frame& frame);
 

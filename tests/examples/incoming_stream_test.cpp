@@ -1,5 +1,6 @@
 #include "incoming_stream.h"
 
+#include <climits>
 #include <gtest/gtest.h>
 
 using voicecall::Frame;
@@ -77,4 +78,18 @@ TEST_F(Incoming, goodbyeIsTakenFromTheSpeakersHostAndOfItsSource)
     EXPECT_EQ(lookAtGoodbye(incoming, 5, SPEAKER), IncomingStream::FOREIGN);
     EXPECT_EQ(lookAtGoodbye(incoming, m_stream.source, OTHER_HOST), IncomingStream::FOREIGN);
     EXPECT_EQ(lookAtGoodbye(incoming, m_stream.source, OTHER_PORT), IncomingStream::GOODBYE);
+}
+
+TEST_F(Incoming, speakerWhoJumpsAheadComesToTheEndOfTheCall)
+{
+    constexpr int FURTHEST = 32767; // from one packet to the next
+    IncomingStream incoming(m_stream, SPEAKER);
+    int index = 0;
+    while (index < INT_MAX - FURTHEST) {
+        ASSERT_EQ(look(incoming, index, SPEAKER), IncomingStream::FRAME) << index;
+        index += FURTHEST;
+    }
+    EXPECT_EQ(look(incoming, INT_MAX - 1, SPEAKER), IncomingStream::FRAME);
+    EXPECT_EQ(look(incoming, INT_MAX, SPEAKER), IncomingStream::FOREIGN);
+    EXPECT_EQ(look(incoming, INT_MAX - 1, SPEAKER), IncomingStream::FRAME) << "once more";
 }

@@ -1,3 +1,4 @@
+#include <climits>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -87,6 +88,20 @@ TEST(Rtp, takesNoPacketFromBeforeTheFirst)
 {
     const RtpPacket early = toPacket(streamFrom(6), sentFrame(0));
     EXPECT_FALSE(isFrame(streamFrom(7), early));
+}
+
+TEST(Rtp, hasNoFrameWithAnIndexThatNoneCanFollow)
+{
+    const RtpStream stream = streamFrom(7);
+    for (const int expected : {INT_MAX - 32767, INT_MAX - 1, INT_MAX}) {
+        Frame frame;
+        const RtpPacket last = toPacket(stream, sentFrame(INT_MAX - 1));
+        EXPECT_TRUE(fromPacket(stream, last.data(), last.size(), expected, frame)) << expected;
+        EXPECT_EQ(frame.index, INT_MAX - 1);
+        const RtpPacket behind = toPacket(stream, sentFrame(INT_MAX));
+        EXPECT_FALSE(fromPacket(stream, behind.data(), behind.size(), expected, frame));
+        EXPECT_EQ(frame.index, INT_MAX - 1) << "unchanged";
+    }
 }
 
 TEST(Rtp, startsEachStreamElsewhere)

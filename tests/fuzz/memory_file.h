@@ -5,10 +5,11 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <cstdlib>
 #include <string>
 #include <sys/mman.h>
 #include <unistd.h>
+
+#include "check.h"
 
 namespace fuzz
 {
@@ -21,11 +22,17 @@ public:
     /// Gives the file this content, and returns the path under which it can be opened.
     std::string with(const std::uint8_t* data, std::size_t size) const
     {
-        if (ftruncate(m_descriptor, 0) != 0 ||
-            pwrite(m_descriptor, data, size, 0) != static_cast<ssize_t>(size)) {
-            std::abort();
-        }
+        check(ftruncate(m_descriptor, 0) == 0);
+        check(pwrite(m_descriptor, data, size, 0) == static_cast<ssize_t>(size));
         return "/proc/self/fd/" + std::to_string(m_descriptor);
+    }
+
+    std::string content() const
+    {
+        std::string content(static_cast<std::size_t>(lseek(m_descriptor, 0, SEEK_END)), ' ');
+        check(pread(m_descriptor, content.data(), content.size(), 0) ==
+              static_cast<ssize_t>(content.size()));
+        return content;
     }
 
 private:

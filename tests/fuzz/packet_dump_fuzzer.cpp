@@ -5,6 +5,7 @@
 #include <cstdio>
 #include <vector>
 
+#include "check.h"
 #include "memory_file.h"
 
 extern "C" int LLVMFuzzerInitialize(int*, char***)
@@ -27,10 +28,9 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
         auto type = static_cast<t_packet_dump_type>(-1);
         result = dump.read(buffer.data(), static_cast<int>(buffer.size()), &type);
         const bool isRecord = type == PACKET_DUMP_UDP || type == PACKET_DUMP_OTHER;
-        if (result < -1 || result > static_cast<int>(buffer.size()) || (result >= 0 && !isRecord) ||
-            (type == PACKET_DUMP_OTHER && result != 0)) {
-            std::abort();
-        }
+        fuzz::check(result >= -1 && result <= static_cast<int>(buffer.size()));
+        fuzz::check(result < 0 || isRecord);
+        fuzz::check(type != PACKET_DUMP_OTHER || result == 0);
     }
     return 0;
 }

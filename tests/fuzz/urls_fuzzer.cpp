@@ -4,17 +4,13 @@
 
 #include <cstdint>
 #include <cstdio>
-#include <cstdlib>
+
+#include "check.h"
 
 namespace
 {
 
-void check(bool holds)
-{
-    if (!holds) {
-        std::abort();
-    }
-}
+using fuzz::check;
 
 template <typename Cut>
 std::string cut(Cut function, std::string url)

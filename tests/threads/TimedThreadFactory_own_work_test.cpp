@@ -1,4 +1,5 @@
 // Work that uses the factory of its own timed thread, also while that is being deleted.
+#include <gpal/ProcessManager.h>
 #include <gpal/TimedThread.h>
 
 #include <atomic>
@@ -16,6 +17,31 @@ using support::PlainThread;
 
 namespace
 {
+
+/// Lets the first thread that it hears of do something before it begins, which nothing cancels.
+class HeldUpAtFirst : public ProcessManager
+{
+public:
+    explicit HeldUpAtFirst(std::function<void()> before)
+        : ProcessManager(nullptr), m_before(std::move(before))
+    {
+    }
+
+    using ProcessManager::addThread;
+    int addThread(Threadable& body, int kernelId) override
+    {
+        if (!m_isOver.exchange(true)) {
+            Threader::protectFromDestroy();
+            m_before();
+            pthread_setcancelstate(PTHREAD_CANCEL_ENABLE, nullptr);
+        }
+        return ProcessManager::addThread(body, kernelId);
+    }
+
+private:
+    std::function<void()> m_before;
+    std::atomic<bool> m_isOver{false};
+};
 
 /// A factory, one of its timed threads at work, and a client that deletes it.
 class OwnFactory : public testing::Test
@@ -100,6 +126,22 @@ TEST_F(OwnFactory, canBeUsedByWorkThatWaitsForItWhenItsDeletionBegins)
     });
     stop = true;
     busy.join();
+    expectThatOthersCanUseIt();
+}
+
+TEST_F(OwnFactory, canBeUsedByWorkThatBeginsWhenItsDeletionHasBegun)
+{
+    ProcessManagement::initialize(new HeldUpAtFirst([] {
+        EXPECT_TRUE(eventually([] { return unitsOfTheLock() == 0; }));
+        usleep(20000);
+    }));
+    Work others;
+    TimedThreadIfc* made = nullptr;
+    Work work([&] { made = m_factory.getNewTimedThread(&others); });
+    TimedThreadIfc* timedThread = m_factory.getNewTimedThread(&work);
+    timedThread->runForAMaximumOf(0);
+    EXPECT_TRUE(m_factory.deleteTimedThread(timedThread));
+    EXPECT_TRUE(m_factory.deleteTimedThread(made));
     expectThatOthersCanUseIt();
 }
 

@@ -152,6 +152,7 @@ TEST(Unwinder, isLostWhereTablesGiveARegisterNoPlace)
 TEST(Unwinder, goesUpwardsOnly)
 {
     EXPECT_EQ(Step::LOST, stepBy({0x13, 1})) << "below the stack pointer";
+    EXPECT_EQ(Step::LOST, stepBy({0x14, STACK_POINTER, 2})) << "by a rule of the stack pointer's";
     CraftedLibrary library;
     library.load();
     CraftedStack frames(library);
