@@ -2,11 +2,11 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <pthread.h>
 #include <signal.h>
-#include <sys/auxv.h>
 #include <sys/syscall.h>
 #include <unistd.h>
+
+#include "diagnostics/stack_top.h"
 
 namespace gpal::detail
 {
@@ -24,17 +24,17 @@ constexpr std::uintptr_t startOfPage(std::uintptr_t address)
     return address / PAGE_SIZE * PAGE_SIZE;
 }
 
-/// The end of the stack that \p address lies on. The C library keeps a thread's description, which
-/// its id points to, at the top of the thread's stack. The first thread's is elsewhere, below its
-/// stack; that stack ends with what the kernel hands to a program.
+/// The end of the stack that \p address lies on: the description of its thread, or for the first
+/// thread the top of all. Above both, and above the stacks of threads that do not tell, it is the
+/// end of all memory.
 std::uintptr_t stackTopAbove(std::uintptr_t address)
 {
-    const std::uintptr_t description = static_cast<std::uintptr_t>(pthread_self());
+    const std::uintptr_t description = threadDescription();
     if (address < description) {
         return description;
     }
-    const std::uintptr_t fromKernel = getauxval(AT_RANDOM);
-    return address < fromKernel ? fromKernel : UINTPTR_MAX;
+    const std::uintptr_t top = firstStackTop();
+    return address < top ? top : UINTPTR_MAX;
 }
 
 bool onAlternateStack()

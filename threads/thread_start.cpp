@@ -6,7 +6,6 @@
 #include <new>
 #include <pthread.h>
 #include <typeinfo>
-#include <unistd.h>
 
 #include <gpal/GPALException.h>
 #include <gpal/ProcessManager.h>
@@ -17,6 +16,7 @@
 #include <gpal/Threader.h>
 
 #include "base/cancellation.h"
+#include "base/kernel_id.h"
 #include "threads/ThreadRegistry.h"
 
 namespace gpal::detail
@@ -89,7 +89,7 @@ void* threadableStart(void* body)
 {
     Threadable& threadable = *static_cast<Threadable*>(body);
     unsigned long thread = pthread_self();
-    const int kernelId = gettid();
+    const int kernelId = ownKernelId();
     pthread_cleanup_push(threadExitCleanUp, &thread);
     threadRegistry::add(thread, kernelId);
     ProcessManagement::manager()->addThread(threadable, kernelId);
@@ -103,7 +103,7 @@ void* functionThreadStart(void* block)
     unsigned long thread = pthread_self();
     ThreadStartBlock start = std::move(*static_cast<ThreadStartBlock*>(block));
     delete static_cast<ThreadStartBlock*>(block);
-    const int kernelId = gettid();
+    const int kernelId = ownKernelId();
     pthread_cleanup_push(threadExitCleanUp, &thread);
     threadRegistry::add(thread, kernelId);
     if (start.name.empty()) {

@@ -9,7 +9,6 @@
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
-#include <malloc.h>
 #include <string>
 #include <sys/syscall.h>
 #include <sys/wait.h>
@@ -21,6 +20,7 @@
 
 #include "device/booted.h"
 #include "process/programs.h"
+#include "support/heap.h"
 #include "support/observed.h"
 #include "support/temporary_directory.h"
 
@@ -55,7 +55,7 @@ std::string possessions()
 {
     const std::string counts =
         countOf("/proc/self/fd") + " descriptors, " + countOf("/proc/self/task") + " threads, ";
-    return counts + std::to_string(mallinfo2().uordblks) + " bytes";
+    return counts + std::to_string(support::heapInUse().inArena) + " bytes";
 }
 
 /// Does something many times, after some turns in which memory for later ones may stay allocated.

@@ -21,6 +21,7 @@
 #include "device/booted.h"
 #include "process/programs.h"
 #include "support/command_output.h"
+#include "support/kernel_id.h"
 #include "support/observed.h"
 #include "support/temporary_directory.h"
 
@@ -61,7 +62,7 @@ public:
     explicit Staying(int level) : m_level(level) {}
     void run() override
     {
-        m_kernelId = gettid();
+        m_kernelId = support::ownKernelId();
         m_go.take(-1);
     }
     int getThreadPriorityForPlatform() override { return m_level; }
@@ -136,11 +137,15 @@ protected:
     void prepare() override { setOwn(3); }
     void restore() override
     {
-        EXPECT_EQ(niceFromOutside(gettid()), 3) << "that of the starting thread is left alone";
+        EXPECT_EQ(niceFromOutside(support::ownKernelId()), 3)
+            << "that of the starting thread is left alone";
         setOwn(0);
     }
 
-    static void setOwn(int nice) { setpriority(PRIO_PROCESS, static_cast<id_t>(gettid()), nice); }
+    static void setOwn(int nice)
+    {
+        setpriority(PRIO_PROCESS, static_cast<id_t>(support::ownKernelId()), nice);
+    }
 
     /// The nice value of a child that runs the program of that path.
     static int ofChild(const std::string& path)
@@ -194,7 +199,7 @@ TEST_F(NiceValue, ofTheTimersMonitorIsTheOneOfTimers)
     struct Monitor : osTimerThread {
         void run() override
         {
-            m_kernelId = gettid();
+            m_kernelId = support::ownKernelId();
             osTimerThread::run();
         }
         std::atomic<int> m_kernelId{0};

@@ -9,12 +9,12 @@
 #include <pthread.h>
 #include <set>
 #include <thread>
-#include <unistd.h>
 #include <vector>
 
 #include <gtest/gtest.h>
 
 #include "device/booted.h"
+#include "support/kernel_id.h"
 #include "support/observed.h"
 #include "support/replaceable.h"
 
@@ -35,7 +35,7 @@ public:
     {
         {
             const std::lock_guard<std::mutex> guard(m_mutex);
-            m_threads.insert(gettid());
+            m_threads.insert(support::ownKernelId());
         }
         ++m_calls;
         ++m_inside;
@@ -76,7 +76,7 @@ TEST_F(NotificationThread, servesAnExpiryOnceAndNotBeforeItIsDue)
     EXPECT_GE(millisecondsSince(start), 200);
     sleepFor(600);
     EXPECT_EQ(receiver.calls(), 1);
-    EXPECT_EQ(receiver.threads().count(gettid()), 0U);
+    EXPECT_EQ(receiver.threads().count(support::ownKernelId()), 0U);
 }
 
 TEST_F(NotificationThread, servesEachArmingAgainFromThen)

@@ -6,8 +6,10 @@
 
 #include "exchange.h"
 
-// Every record is a little later than the one before, everywhere.
-extern "C" int gettimeofday(timeval* time, void*) noexcept
+// Every record is a little later than the one before, everywhere. (C libraries do not agree on the
+// type of the second argument.)
+extern "C" int timeOfRecord(timeval* time, void*) noexcept __asm__("gettimeofday");
+extern "C" int timeOfRecord(timeval* time, void*) noexcept
 {
     static int records = 0;
     ++records;

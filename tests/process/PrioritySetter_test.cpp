@@ -13,6 +13,7 @@
 #include <gpal/ProcessTypeString.h>
 
 #include "programs.h"
+#include "support/kernel_id.h"
 #include "support/layer_threads.h"
 #include "support/observed.h"
 #include "support/temporary_directory.h"
@@ -181,7 +182,7 @@ TEST(SimplePrioritySetter, addressesOneThreadOfAProcessByItsKernelId)
     const int before = support::ownNiceValue();
     std::thread([&] {
         answer = SimplePrioritySetter().requestThreadPriority(
-            "any", static_cast<unsigned long>(gettid()), 11);
+            "any", static_cast<unsigned long>(support::ownKernelId()), 11);
         nice = support::ownNiceValue();
     }).join();
     EXPECT_EQ(11, answer);
@@ -243,7 +244,7 @@ TEST(StartedChild, runsAtZeroWhateverElseItIsAndWhateverItsParentHas)
     if (!mayLowerNiceValues()) {
         GTEST_SKIP() << "this process may not lower nice values";
     }
-    const auto self = static_cast<id_t>(gettid());
+    const auto self = static_cast<id_t>(support::ownKernelId());
     const int before = support::ownNiceValue();
     setpriority(PRIO_PROCESS, self, 3);
     SleepingProgram program(ProcessTypeString::PHONELET_LAUNCHER_PROCESS);

@@ -13,7 +13,9 @@
 #include <gmock/gmock.h>
 #include <pthread.h>
 #include <sys/resource.h>
+#include <sys/syscall.h>
 #include <syslog.h>
+#include <unistd.h>
 
 #include <gpal/ProcessTypeString.h>
 
@@ -86,7 +88,7 @@ __attribute__((no_sanitize("address", "thread", "undefined"))) int
 getrlimit(__rlimit_resource_t resource, rlimit* limit) noexcept
 {
     if (!limitsReplaced) {
-        return prlimit(0, static_cast<__rlimit_resource>(resource), nullptr, limit);
+        return static_cast<int>(syscall(SYS_prlimit64, 0, resource, nullptr, limit));
     }
     return getrlimitCall(static_cast<int>(resource), limit);
 }

@@ -2,7 +2,6 @@
 #include <atomic>
 #include <chrono>
 #include <iostream>
-#include <malloc.h>
 #include <memory>
 #include <random>
 #include <streambuf>
@@ -10,6 +9,7 @@
 #include <vector>
 
 #include "stress/layer.h"
+#include "support/heap.h"
 #include "support/observed.h"
 
 using stress::CountingReceiver;
@@ -56,8 +56,8 @@ private:
 /// What the heap holds; the pages of the process would count an emulator's too.
 long kilobytesInUse()
 {
-    const struct mallinfo2 heap = mallinfo2();
-    return static_cast<long>((heap.uordblks + heap.hblkhd) / 1024);
+    const support::HeapInUse heap = support::heapInUse();
+    return static_cast<long>((heap.inArena + heap.mapped) / 1024);
 }
 
 /// What all workers use, and the gate at which they stop for a while.

@@ -15,6 +15,7 @@
 #include <gmock/gmock.h>
 
 #include "support/observed.h"
+#include "support/per_thread.h"
 
 using support::eventually;
 using testing::HasSubstr;
@@ -24,7 +25,8 @@ namespace stress
 namespace
 {
 
-thread_local bool announced = false;
+/// The manager that the thread was announced to.
+support::PerThread<RecordingManager> announcedTo;
 
 void reportHang(int /*signal*/)
 {
@@ -71,7 +73,7 @@ RecordingManager::RecordingManager() : ProcessManager(nullptr) {}
 
 int RecordingManager::countAdded()
 {
-    announced = true;
+    announcedTo.set(this);
     ++m_added;
     whenAdded();
     return 1;
@@ -89,10 +91,10 @@ int RecordingManager::addThread(int /*threadId*/, std::string /*name*/)
 
 int RecordingManager::removeThread(int threadId)
 {
-    if (!announced || threadId != static_cast<int>(pthread_self())) {
+    if (announcedTo.get() == nullptr || threadId != static_cast<int>(pthread_self())) {
         ++m_wrongRemovals;
     }
-    announced = false;
+    announcedTo.set(nullptr);
     whenRemoved();
     ++m_removed;
     return 0;

@@ -3,10 +3,10 @@
 #include <pthread.h>
 #include <sched.h>
 #include <sys/resource.h>
-#include <unistd.h>
 
 #include <gpal/Process.h>
 
+#include "support/kernel_id.h"
 #include "support/observed.h"
 
 namespace support
@@ -112,7 +112,7 @@ RecordedManager::~RecordedManager()
 
 LayerThread::LayerThread(Kind kind, const std::function<void()>& work)
     : m_body([this, work] {
-          m_kernelId = gettid();
+          m_kernelId = ownKernelId();
           work();
           m_isFinished = true;
       })
@@ -156,7 +156,7 @@ void stayUntilCancelled()
 
 bool mayLowerNiceValues()
 {
-    const auto self = static_cast<id_t>(gettid());
+    const auto self = static_cast<id_t>(ownKernelId());
     const int before = getpriority(PRIO_PROCESS, self);
     const bool may = setpriority(PRIO_PROCESS, self, -16) == 0;
     setpriority(PRIO_PROCESS, self, before);
@@ -165,7 +165,7 @@ bool mayLowerNiceValues()
 
 int ownNiceValue()
 {
-    return getpriority(PRIO_PROCESS, static_cast<id_t>(gettid()));
+    return getpriority(PRIO_PROCESS, static_cast<id_t>(ownKernelId()));
 }
 
 } // namespace support

@@ -9,9 +9,9 @@
 #include <functional>
 #include <pthread.h>
 #include <sys/types.h>
-#include <unistd.h>
 #include <utility>
 
+#include "support/kernel_id.h"
 #include "support/observed.h"
 
 namespace support
@@ -72,7 +72,7 @@ private:
     static void* start(void* thread)
     {
         auto* const self = static_cast<PlainThread*>(thread);
-        self->m_kernelId = gettid();
+        self->m_kernelId = ownKernelId();
         self->m_work();
         self->m_isDone = true;
         pthread_testcancel();

@@ -70,7 +70,9 @@ int clock_gettime(clockid_t clock, timespec* time) noexcept
     return calls::clock_gettime(clock, time);
 }
 
-int gettimeofday(timeval* time, void* zone) noexcept
+// C libraries do not agree on the type of the second argument.
+int replacedGettimeofday(timeval* time, void* zone) noexcept __asm__("gettimeofday");
+int replacedGettimeofday(timeval* time, void* zone) noexcept
 {
     return calls::gettimeofday(time, zone);
 }

@@ -1,7 +1,6 @@
 // What the layer tells its process manager, written down.
 #include <csignal>
 #include <string>
-#include <unistd.h>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -10,6 +9,8 @@
 #include <gpal/ProcessTypeString.h>
 #include <gpal/testing/RecordingProcessManager.h>
 #include <gpal/Threader.h>
+
+#include "support/kernel_id.h"
 
 namespace
 {
@@ -21,7 +22,7 @@ using testing::ElementsAre;
 class VoiceThread : public Threadable
 {
 public:
-    void run() override { kernelId = gettid(); }
+    void run() override { kernelId = support::ownKernelId(); }
     int getThreadPriorityForPlatform() override { return GPAL_THREAD_PRIORITY_VOICE; }
     int kernelId = 0;
 };

@@ -7,6 +7,7 @@
 #include <pthread.h>
 #include <unistd.h>
 
+#include "support/kernel_id.h"
 #include "support/layer_threads.h"
 #include "support/observed.h"
 #include "support/thread_calls.h"
@@ -219,7 +220,7 @@ TEST(Threader, detachesAThreadForReal)
     kernelId = 0;
     mayEnd = false;
     const auto work = [](void*) -> void* {
-        kernelId = gettid();
+        kernelId = support::ownKernelId();
         support::eventually([] { return mayEnd.load(); });
         return nullptr;
     };

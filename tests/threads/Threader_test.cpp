@@ -7,10 +7,10 @@
 #include <memory>
 #include <pthread.h>
 #include <type_traits>
-#include <unistd.h>
 
 #include <gpal/ProcessTypeString.h>
 
+#include "support/kernel_id.h"
 #include "support/layer_threads.h"
 #include "support/observed.h"
 #include "support/thread_calls.h"
@@ -41,7 +41,7 @@ std::vector<std::string> announcementsOf(const std::string& name, int level, int
 {
     support::Timeline timeline;
     support::RecordedManager manager(timeline);
-    manager.whenAnnounced = [&] { kernelId = gettid(); };
+    manager.whenAnnounced = [&] { kernelId = support::ownKernelId(); };
     unsigned long id = 0;
     EXPECT_TRUE(Threader().spawn(&id, doNothing, nullptr, name,
                                  static_cast<GPALThreadPriority>(level), 99));
@@ -102,7 +102,7 @@ TEST(Threader, letsABodyDescribeItselfWhateverItIsSpawnedWith)
     support::Timeline timeline;
     support::RecordedManager manager(timeline);
     int kernelId = 0;
-    Body body([&] { kernelId = gettid(); });
+    Body body([&] { kernelId = support::ownKernelId(); });
     unsigned long id = 0;
     EXPECT_TRUE(Threader().spawn(&id, &body, "some name", GPAL_THREAD_PRIORITY_VOICE, 99));
     body.waitForThreadCompletion();

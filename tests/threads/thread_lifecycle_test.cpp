@@ -10,6 +10,7 @@
 #include <gpal/ProcessTypeString.h>
 #include <gpal/Semaphore.h>
 
+#include "support/kernel_id.h"
 #include "support/layer_threads.h"
 #include "support/replaceable.h"
 
@@ -75,7 +76,7 @@ TEST(ThreadOfABody, isAnnouncedByItsKernelIdThenRunsThenIsRemovedByItsThreadId)
     support::RecordedManager manager(timeline);
     int kernelId = 0;
     LayerThread thread(Kind::THREADABLE, [&] {
-        kernelId = gettid();
+        kernelId = support::ownKernelId();
         timeline.add("run");
     });
     EXPECT_EQ(nullptr, thread.join());
@@ -91,7 +92,7 @@ TEST(ThreadOfAFunction, isAnnouncedThenGetsItsPriorityThenRunsThenIsRemovedByIts
     support::RecordedManager manager(timeline);
     int kernelId = 0;
     LayerThread thread(Kind::FUNCTION, [&] {
-        kernelId = gettid();
+        kernelId = support::ownKernelId();
         timeline.add("run");
     });
     EXPECT_EQ(nullptr, thread.join());
@@ -232,7 +233,7 @@ TEST(ThreadOfAFunction, getsNoPriorityUnderAnIdThatWasAskedForInVain)
         return calls::pthread_create.original(thread, attributes, askFirst, argument);
     });
     int kernelId = 0;
-    LayerThread thread(Kind::FUNCTION, [&] { kernelId = gettid(); });
+    LayerThread thread(Kind::FUNCTION, [&] { kernelId = support::ownKernelId(); });
     thread.join();
     EXPECT_THAT(timeline.events(),
                 ElementsAre(announcedByName(ProcessTypeString::C_THREAD_NORMAL, kernelId),

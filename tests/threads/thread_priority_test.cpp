@@ -4,8 +4,8 @@
 #include <gmock/gmock.h>
 #include <pthread.h>
 #include <sys/resource.h>
-#include <unistd.h>
 
+#include "support/kernel_id.h"
 #include "support/layer_threads.h"
 #include "support/observed.h"
 
@@ -45,11 +45,11 @@ class NiceScope
 public:
     explicit NiceScope(int value) : m_before(ownNiceValue())
     {
-        setpriority(PRIO_PROCESS, static_cast<id_t>(gettid()), value);
+        setpriority(PRIO_PROCESS, static_cast<id_t>(support::ownKernelId()), value);
     }
     NiceScope(const NiceScope&) = delete;
     NiceScope& operator=(const NiceScope&) = delete;
-    ~NiceScope() { setpriority(PRIO_PROCESS, static_cast<id_t>(gettid()), m_before); }
+    ~NiceScope() { setpriority(PRIO_PROCESS, static_cast<id_t>(support::ownKernelId()), m_before); }
 
 private:
     int m_before;
@@ -125,7 +125,7 @@ TEST(ThreadPriority, isGrantedWhenTheManagerAnswersWithTheLevelItself)
     int kernelId = 0;
     std::vector<bool> granted;
     LayerThread(Kind::THREADABLE, [&] {
-        kernelId = gettid();
+        kernelId = support::ownKernelId();
         manager.answer = [](GPALThreadPriority level) { return level; };
         granted.push_back(Threader::setThreadPriority(GPAL_THREAD_PRIORITY_HIGH, 0));
         granted.push_back(Threader::setThreadPriority(static_cast<GPALThreadPriority>(-5), 0));
@@ -146,7 +146,7 @@ TEST(ThreadPriority, isRequestedByTheKernelIdOfTheThreadThatIsNamed)
     std::atomic<int> kernelId{0};
     std::atomic<bool> asked{false};
     LayerThread thread(Kind::THREADABLE, [&] {
-        kernelId = gettid();
+        kernelId = support::ownKernelId();
         support::eventually([&] { return asked.load(); });
     });
     EXPECT_TRUE(support::eventually([&] { return kernelId != 0; }));

@@ -14,6 +14,7 @@
 #include <gpal/osTimer.h>
 #include <gpal/ProcessTypeString.h>
 
+#include "support/kernel_id.h"
 #include "support/replaceable.h"
 #include "timers/monitor_fixture.h"
 
@@ -97,7 +98,7 @@ TEST_F(TimerMonitor, runsAtTheNiceValueOfTimers)
     id_t kernelId = 0;
     int niceValue = 0;
     m_receiver.m_during = [&](osTimerIfc*) {
-        kernelId = static_cast<id_t>(gettid());
+        kernelId = static_cast<id_t>(support::ownKernelId());
         niceValue = calls::getpriority.original(PRIO_PROCESS, kernelId);
     };
     osTimer timer(&m_receiver, 50);

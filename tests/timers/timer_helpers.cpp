@@ -2,6 +2,7 @@
 
 #include <cstdio>
 
+#include "support/per_thread.h"
 #include "support/plain_thread.h"
 #include "support/replaceable.h"
 
@@ -12,7 +13,7 @@ namespace timertest
 namespace
 {
 
-thread_local bool onMonitorThread = false;
+support::PerThread<Monitor> monitorOfThread;
 
 void sleepMilliseconds(long milliseconds)
 {
@@ -90,13 +91,13 @@ void Monitor::run()
         std::atomic<bool>& ended;
         ~EndMark() { ended = true; }
     } const mark{m_ended};
-    onMonitorThread = true;
+    monitorOfThread.set(this);
     osTimerThread::run();
 }
 
 bool Monitor::isCurrentThread()
 {
-    return onMonitorThread;
+    return monitorOfThread.get() != nullptr;
 }
 
 bool completesWhenCancelled(const std::function<void()>& body)

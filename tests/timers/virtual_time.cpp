@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 
 #include "support/condition_signals.h"
+#include "support/per_thread.h"
 #include "timers/timer_helpers.h"
 
 namespace
@@ -12,7 +13,7 @@ namespace
 
 /// The condition of the calling monitor's list: the first one that its thread waits for. The locks
 /// of timers, for which it may have to wait too, have conditions of their own.
-thread_local const pthread_cond_t* listCondition = nullptr;
+support::PerThread<pthread_cond_t> listCondition;
 
 bool isReached(const timespec& now, const timespec& deadline)
 {
@@ -187,10 +188,10 @@ int VirtualTime::read(clockid_t clock, timespec* time)
 int VirtualTime::wait(pthread_cond_t* condition, pthread_mutex_t* mutex, const timespec* deadline)
 {
     if (Monitor::isCurrentThread()) {
-        if (listCondition == nullptr) {
-            listCondition = condition;
+        if (listCondition.get() == nullptr) {
+            listCondition.set(condition);
         }
-        if (condition == listCondition) {
+        if (condition == listCondition.get()) {
             return sleepOnList(condition, mutex, deadline);
         }
     }

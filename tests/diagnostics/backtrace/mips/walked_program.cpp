@@ -17,6 +17,7 @@
 #include <signal.h>
 #include <string>
 #include <ucontext.h>
+#include <unistd.h>
 
 #include "../chain.h"
 #include "situations.h"
