@@ -22,27 +22,36 @@ Work* works = nullptr;
 pthread_mutex_t worksMutex = PTHREAD_MUTEX_INITIALIZER; ///< guards the list and what is in it
 pthread_cond_t changed = PTHREAD_COND_INITIALIZER;      ///< a lock was lent or given back
 
-void enter(Work& work)
+/// Has work listed for a scope.
+class Listed
 {
-    locked(worksMutex, [&work] {
-        work.next = works;
-        works = &work;
-    });
-}
-
-/// Clean-up handler, as the work may end by cancellation. The thread sanitizer may have lost sight
-/// of the thread's locks by then: it does when the thread was in one of the calls that it wraps.
-void leave(void* work)
-{
-    locked(
-        worksMutex, [work]() __attribute__((no_sanitize("thread"))) {
-            Work** place = &works;
-            while (*place != work) {
-                place = &(*place)->next;
-            }
-            *place = (*place)->next;
+public:
+    explicit Listed(Work& work) : m_work(&work)
+    {
+        locked(worksMutex, [this] {
+            m_work->next = works;
+            works = m_work;
         });
-}
+    }
+    Listed(const Listed&) = delete;
+    Listed& operator=(const Listed&) = delete;
+    /// The thread sanitizer may have lost sight of the locks of a thread that was cancelled: it
+    /// does when that was in one of the calls that it wraps.
+    ~Listed()
+    {
+        locked(
+            worksMutex, [this]() __attribute__((no_sanitize("thread"))) {
+                Work** place = &works;
+                while (*place != m_work) {
+                    place = &(*place)->next;
+                }
+                *place = m_work->next;
+            });
+    }
+
+private:
+    Work* m_work;
+};
 
 const Work* workOfThisThread()
 {
@@ -60,10 +69,9 @@ const Work* workOfThisThread()
 void runAsWorkOf(const TimedThreadIfc& timedThread, RunnerIfc& work)
 {
     Work running{&timedThread, pthread_self(), nullptr, nullptr};
-    enter(running);
-    pthread_cleanup_push(leave, &running);
+    const Listed listed(running);
+    const DestroyedIfCancelled whenCancelled(listed);
     work.run();
-    pthread_cleanup_pop(1);
 }
 
 void lendTo(const TimedThreadIfc& timedThread, const Semaphore& lock)
