@@ -26,12 +26,6 @@ void DropAndClose::operator()(std::filebuf* file) const
     file->close();
 }
 
-void writeAndClose(std::filebuf* file)
-{
-    const ClosingBuffer closing(file);
-    file->pubsync();
-}
-
 void DropAndClose::operator()(std::FILE* file) const
 {
     const ErrnoKept ofTheCaller;

@@ -23,9 +23,6 @@ struct DropAndClose {
 using ClosingBuffer = std::unique_ptr<std::filebuf, DropAndClose>;
 using ClosingFile = std::unique_ptr<std::FILE, DropAndClose>;
 
-/// Writes what is pending and closes the file. A cancellation point; closed it is in any case.
-void writeAndClose(std::filebuf* file);
-
 } // namespace gpal::detail
 
 #endif

@@ -8,7 +8,11 @@
 #include <gpal/Process.h>
 
 #include "base/cancellation.h"
+#include "cancelled.h"
 #include "diagnostics/memory_figures.h"
+
+using gpal::detail::cancellably;
+using gpal::detail::DestroyedIfCancelled;
 
 namespace
 {
@@ -34,7 +38,7 @@ bool readReport(const gpal::detail::MemoryFigures& wanted)
 bool redirectOutput(const char* file)
 {
     // This may wait, and be cancelled; nothing is open yet.
-    std::fflush(stdout);
+    cancellably([] { return std::fflush(stdout); });
     const gpal::detail::CancellationHeldOff untilRedirected;
     const int descriptor = open(file, O_RDWR | O_CREAT, 0644);
     if (descriptor == -1) {
@@ -54,7 +58,9 @@ void runTop()
     const char* argv[] = {"/bin/busybox", "top", "-d", "0",    "-a", "-n", "1",
                           "-l",           "600", "-b", nullptr};
     char* noEnvironment[] = {nullptr};
-    Process(10, const_cast<char**>(argv), noEnvironment, nullptr).waitForExit();
+    Process top(10, const_cast<char**>(argv), noEnvironment, nullptr);
+    const DestroyedIfCancelled whenCancelled(top);
+    top.waitForExit();
 }
 
 } // namespace

@@ -5,7 +5,10 @@
 
 #include <gpal/UDPSocket.h>
 
+#include "cancelled.h"
 #include "network/reports.h"
+
+using gpal::detail::cancellably;
 
 namespace
 {
@@ -44,7 +47,8 @@ int sendto_overNonBlocking(int fd, const void* buf, unsigned int len, int flags,
     unsigned int written = 0;
     int waited = 0;
     while (written < len && waited < LONGEST_WAIT_S) {
-        const int ready = select(fd + 1, nullptr, &writable, nullptr, &timeout);
+        const int ready =
+            cancellably([&] { return select(fd + 1, nullptr, &writable, nullptr, &timeout); });
         if (ready == -1) {
             return -1;
         }
@@ -87,7 +91,7 @@ int recvfrom_overNonBlocking(int fd, void* buf, unsigned int len, int flags, soc
     fd_set readable;
     FD_ZERO(&readable);
     FD_SET(fd, &readable);
-    if (select(fd + 1, &readable, nullptr, nullptr, nullptr) == -1) {
+    if (cancellably([&] { return select(fd + 1, &readable, nullptr, nullptr, nullptr); }) == -1) {
         return -1;
     }
     return static_cast<int>(recvfrom(fd, buf, len, flags, from, fromLen));

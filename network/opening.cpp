@@ -8,9 +8,13 @@
 #include <netdb.h>
 #include <netinet/in.h>
 
+#include "base/cancellation.h"
 #include "base/errno_kept.h"
+#include "cancelled.h"
 #include "network/reports.h"
 
+using gpal::detail::CancellationHeldOff;
+using gpal::detail::DestroyedIfCancelled;
 using gpal::detail::ErrnoKept;
 using gpal::detail::reportError;
 using gpal::detail::reportFailure;
@@ -85,6 +89,29 @@ void setOptions(int handle)
     }
 }
 
+/// Closes a socket that is being opened, unless that is done whichever way: a thread may be
+/// cancelled in a report, and the port manager may throw.
+class ClosedUnlessDone
+{
+public:
+    explicit ClosedUnlessDone(UDPSocket& socket) : m_socket(socket) {}
+    ClosedUnlessDone(const ClosedUnlessDone&) = delete;
+    ClosedUnlessDone& operator=(const ClosedUnlessDone&) = delete;
+    ~ClosedUnlessDone()
+    {
+        if (!m_isDone) {
+            const CancellationHeldOff untilClosed;
+            m_socket.close();
+        }
+    }
+
+    void done() { m_isDone = true; }
+
+private:
+    UDPSocket& m_socket;
+    bool m_isDone = false;
+};
+
 } // namespace
 
 PortMgmtIfc::~PortMgmtIfc() = default;
@@ -111,15 +138,13 @@ int UDPSocket::open(unsigned int port, AddressFamily family, const std::string& 
     }
     close();
     const Addresses list = localAddresses(port, family, address);
-    try {
-        const addrinfo* local = list.get();
-        while (local != nullptr && !openOn(*local, family, owner, address)) {
-            local = local->ai_next;
-        }
-    } catch (...) { // cancelled in a report, or thrown by the port manager
-        close();
-        throw;
+    ClosedUnlessDone opening(*this);
+    const DestroyedIfCancelled whenCancelled(opening);
+    const addrinfo* local = list.get();
+    while (local != nullptr && !openOn(*local, family, owner, address)) {
+        local = local->ai_next;
     }
+    opening.done();
     // The port manager may have closed the socket again.
     if (m_socketHandle >= 0) {
         m_errorReported = false;

@@ -7,6 +7,7 @@
 #include <gpal/Process.h>
 
 #include "base/cancellation.h"
+#include "cancelled.h"
 
 OSPasswdMgrIfc::~OSPasswdMgrIfc() = default;
 
@@ -64,6 +65,7 @@ __attribute__((no_sanitize("null"))) int OSPasswdMgr::runScript(unsigned int arg
 {
     const char* const script = argv == nullptr || argv[0] == nullptr ? "(null)" : argv[0];
     const FactoryProcess process(*m_processFactory);
+    const gpal::detail::DestroyedIfCancelled whenCancelled(process);
     try {
         process->start(static_cast<int>(argc), const_cast<char**>(argv), environ, nullptr);
         process->waitForExit();

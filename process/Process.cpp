@@ -13,6 +13,9 @@
 
 #include "base/cancellation.h"
 #include "base/errno_kept.h"
+#include "cancelled.h"
+
+using gpal::detail::DestroyedIfCancelled;
 
 namespace
 {
@@ -97,6 +100,7 @@ Process::Process() : m_pid(0), m_type(ProcessTypeString::GENERIC_PROCESS) {}
 
 Process::Process(int argc, char** argv, char** envp, char* extra) : Process()
 {
+    const DestroyedIfCancelled whenCancelled(*this);
     Process::start(argc, argv, envp, extra);
 }
 

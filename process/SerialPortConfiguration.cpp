@@ -1,13 +1,15 @@
 #include <gpal/SerialPortConfiguration.h>
 
 #include <cstdio>
-#include <cstdlib>
 #include <fstream>
 #include <pthread.h>
 
 #include "base/closing.h"
+#include "cancelled.h"
 
 using gpal::detail::ClosingBuffer;
+using gpal::detail::DestroyedIfCancelled;
+using gpal::detail::runCommand;
 
 namespace
 {
@@ -38,8 +40,10 @@ bool writeNewTable(SerialPortConfiguration::SerialPortMode mode)
 {
     std::ofstream newTable(NEW_TABLE);
     const ClosingBuffer closingNew(newTable.rdbuf());
+    const DestroyedIfCancelled newWhenCancelled(closingNew);
     std::ifstream table(TABLE);
     const ClosingBuffer closing(table.rdbuf());
+    const DestroyedIfCancelled whenCancelled(closing);
     while (!table.eof()) {
         pthread_testcancel(); // nothing else might be one any more
         std::string line;
@@ -87,11 +91,11 @@ void SerialPortConfiguration::setSerialPortMode(SerialPortMode mode)
     } else if (std::rename(NEW_TABLE, TABLE) != 0) {
         std::perror("Error renaming file: ");
     }
-    std::system("kill -s SIGHUP 1"); // init rereads its table
-    std::system(R"(ps | grep "\-sh *$" | sed -n "s/  *\([0-9][0-9]*\).*/\1/p" | xargs kill -9)");
-    std::system(R"(ps | grep "/bin/sh *$" | sed -n "s/  *\([0-9][0-9]*\).*/\1/p" | xargs kill -9)");
+    runCommand("kill -s SIGHUP 1"); // init rereads its table
+    runCommand(R"(ps | grep "\-sh *$" | sed -n "s/  *\([0-9][0-9]*\).*/\1/p" | xargs kill -9)");
+    runCommand(R"(ps | grep "/bin/sh *$" | sed -n "s/  *\([0-9][0-9]*\).*/\1/p" | xargs kill -9)");
     if (mode != INTERACTIVE_LOGIN) {
-        std::system("killall -9 getty");
-        std::system("killall -9 login");
+        runCommand("killall -9 getty");
+        runCommand("killall -9 login");
     }
 }

@@ -6,8 +6,11 @@
 #include "base/cancellation.h"
 #include "base/closing.h"
 #include "base/errno_kept.h"
+#include "cancelled.h"
 
+using gpal::detail::cancellably;
 using gpal::detail::ClosingFile;
+using gpal::detail::DestroyedIfCancelled;
 using gpal::detail::ErrnoKept;
 
 namespace
@@ -19,7 +22,7 @@ ClosingFile openFile(const char* path, const char* mode)
         errno = EFAULT;
         return nullptr;
     }
-    return ClosingFile(std::fopen(path, mode));
+    return ClosingFile(cancellably([=] { return std::fopen(path, mode); }));
 }
 
 /// Says on the console what failed, and leaves errno as it is.
@@ -39,25 +42,32 @@ BinaryStorage::~BinaryStorage() = default;
 int BinaryStorage::store(char* path, char* data, unsigned int length)
 {
     const ClosingFile file = openFile(path, "ab+");
+    const DestroyedIfCancelled whenCancelled(file);
     if (file == nullptr) {
         return failed("BinaryStorage:: cannot open file for writing\n", path);
     }
-    const bool written = data != nullptr && std::fwrite(data, 1, length, file.get()) == length;
+    const bool written = data != nullptr && cancellably([&] {
+                                                return std::fwrite(data, 1, length, file.get());
+                                            }) == length;
     const ErrnoKept ofWriting;
     if (!written) {
         failed("BinaryStorage:: cannot write into file %s\n", path);
     }
-    std::fflush(file.get()); // as closing would; what gets lost here does not count
+    // As closing would; what gets lost here does not count.
+    cancellably([&] { return std::fflush(file.get()); });
     return written ? static_cast<int>(length) : 0;
 }
 
 int BinaryStorage::retrieve(char* path, char* buffer, unsigned int length)
 {
     const ClosingFile file = openFile(path, "rb+");
+    const DestroyedIfCancelled whenCancelled(file);
     if (file == nullptr) {
         return failed("BinaryStorage:: cannot open file for reading\n", path);
     }
-    const std::size_t size = buffer == nullptr ? 0 : std::fread(buffer, 1, length, file.get());
+    const std::size_t size =
+        buffer == nullptr ? 0
+                          : cancellably([&] { return std::fread(buffer, 1, length, file.get()); });
     return size == 0 ? failed("BinaryStorage:: cannot read from file %s\n", path)
                      : static_cast<int>(size);
 }

@@ -4,10 +4,11 @@
 
 #include "base/cancellation.h"
 #include "base/closing.h"
+#include "cancelled.h"
 
 FileHandle::FileHandle(std::string path, std::ios_base::openmode mode) : m_path(std::move(path))
 {
-    open(m_path, mode);
+    gpal::detail::cancellably([this, mode] { open(m_path, mode); });
 }
 
 FileHandle::~FileHandle()

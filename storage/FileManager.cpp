@@ -7,9 +7,11 @@
 
 #include "base/closing.h"
 #include "base/walkable.h"
+#include "cancelled.h"
 
+using gpal::detail::cancellably;
 using gpal::detail::ClosingBuffer;
-using gpal::detail::writeAndClose;
+using gpal::detail::DestroyedIfCancelled;
 
 namespace
 {
@@ -28,8 +30,11 @@ bool FileManager::createFile(std::string const& path, std::string const& content
         return false;
     }
     const ClosingBuffer closing(file.rdbuf());
-    file.write(content.data(), static_cast<std::streamsize>(content.size()));
-    writeAndClose(file.rdbuf());
+    const DestroyedIfCancelled whenCancelled(closing);
+    cancellably([&] {
+        file.write(content.data(), static_cast<std::streamsize>(content.size()));
+        file.rdbuf()->pubsync();
+    });
     return true;
 }
 
@@ -39,14 +44,18 @@ bool FileManager::copyFile(std::string const& source, std::string const& destina
     if (!in.isOpen()) {
         return false;
     }
+    const DestroyedIfCancelled sourceWhenCancelled(in);
     FileHandle out(destination, WRITE);
     if (!out.isOpen()) {
         return false;
     }
     const ClosingBuffer closing(out.rdbuf());
-    out << in.rdbuf(); // sets failbit for an empty source, which is no failure here
-    out.flush();
-    writeAndClose(out.rdbuf()); // a stream that has failed was not flushed
+    const DestroyedIfCancelled whenCancelled(closing);
+    cancellably([&] {
+        out << in.rdbuf(); // sets failbit for an empty source, which is no failure here
+        out.flush();
+        out.rdbuf()->pubsync(); // a stream that has failed was not flushed
+    });
     return !in.bad() && !out.bad();
 }
 
@@ -87,11 +96,15 @@ bool FileManager::isPrefix(std::string const& first, std::string const& second)
     if (!prefix.isOpen()) {
         return false;
     }
+    const DestroyedIfCancelled prefixWhenCancelled(prefix);
     FileHandle whole(second, READ);
     if (!whole.isOpen()) {
         return false;
     }
-    while (prefix.good() && whole.good() && prefix.get() == whole.get()) {
-    }
+    const DestroyedIfCancelled whenCancelled(whole);
+    cancellably([&] {
+        while (prefix.good() && whole.good() && prefix.get() == whole.get()) {
+        }
+    });
     return prefix.eof(); // the end of the one, also when it differs there from the other
 }

@@ -11,8 +11,11 @@
 
 #include "base/cancellation.h"
 #include "base/errno_kept.h"
+#include "cancelled.h"
 
+using gpal::detail::DestroyedIfCancelled;
 using gpal::detail::ErrnoKept;
+using gpal::detail::runCommand;
 
 namespace
 {
@@ -145,7 +148,7 @@ bool isLinkOrMissing(std::string const& path)
 /// Runs tar; a failure is logged with the status as the shell left it.
 bool runTar(std::string const& command)
 {
-    const int status = std::system(command.c_str());
+    const int status = runCommand(command.c_str());
     if (status != 0) {
         const ErrnoKept ofTheFailure;
         syslog(LOG_ERR, "%s: system: Failed with exit code: %d", LOGGED_AS, status);
@@ -203,6 +206,7 @@ bool Storage::packInternal(std::string const& archive, bool checkExistence,
                            bool relative)
 {
     MemberList members;
+    const DestroyedIfCancelled whenCancelled(members);
     if (!members.create()) {
         return false;
     }
@@ -219,7 +223,7 @@ bool Storage::unpack(std::string const& archive, bool intoRoot)
     }
     std::string command("tar xzf ");
     command.append(archive).append(intoRoot ? " -C /" : "");
-    return std::system(command.c_str()) == 0;
+    return runCommand(command.c_str()) == 0;
 }
 
 bool Storage::unpackandunzip(std::string const& archive, std::string const& directory)
@@ -229,5 +233,5 @@ bool Storage::unpackandunzip(std::string const& archive, std::string const& dire
     }
     std::string command("tar -xzvf ");
     command.append(archive).append(" -C ").append(directory);
-    return std::system(command.c_str()) == 0;
+    return runCommand(command.c_str()) == 0;
 }

@@ -6,6 +6,7 @@
 #include <utility>
 
 #include "base/cancellation.h"
+#include "cancelled.h"
 
 namespace
 {
@@ -83,6 +84,7 @@ Listing list(std::string const& directory, std::list<std::string>* result, bool 
         return Listing::ABSENT;
     }
     OpenDirectory open(directory);
+    const gpal::detail::DestroyedIfCancelled whenCancelled(open);
     std::string full = Storage::addTrailingForwardSlash(directory);
     const std::size_t prefix = full.size();
     result->clear(); // not before: the directory may be named by one of its elements

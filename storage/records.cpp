@@ -6,6 +6,10 @@
 #include "base/cancellation.h"
 #include "base/closing.h"
 #include "base/walkable.h"
+#include "cancelled.h"
+
+using gpal::detail::cancellably;
+using gpal::detail::DestroyedIfCancelled;
 
 namespace
 {
@@ -35,6 +39,18 @@ private:
     std::fstream*& m_stream;
     bool m_isDone = false;
 };
+
+/// Works with a stream, which is taken away when the thread is cancelled meanwhile, and returns how
+/// that went.
+template <typename Work>
+auto workWith(std::fstream*& stream, Work work)
+{
+    GoneUnlessDone working(stream);
+    const DestroyedIfCancelled whenCancelled(working);
+    const auto result = cancellably(work);
+    working.done();
+    return result;
+}
 
 /// Gives a mode that is changed for a while its value back.
 struct ModeRestored {
@@ -75,7 +91,8 @@ GPAL_WALKABLE void Storage::shutdown()
 {
     if (m_stream != nullptr) {
         const GoneUnlessDone inAnyCase(m_stream);
-        m_stream->rdbuf()->pubsync();
+        const DestroyedIfCancelled whenCancelled(inAnyCase);
+        cancellably([this] { return m_stream->rdbuf()->pubsync(); });
     }
 }
 
@@ -91,12 +108,12 @@ bool Storage::openStorage(eAccessMode mode)
     if (m_stream == nullptr) {
         m_stream = new std::fstream;
     }
-    GoneUnlessDone opening(m_stream);
     const auto openMode = mode == eAccessWrite ? m_writeMode : m_readMode;
-    if (m_fileName == nullptr || m_stream->rdbuf()->open(m_fileName, openMode) == nullptr) {
+    if (m_fileName == nullptr || !workWith(m_stream, [&] {
+            return m_stream->rdbuf()->open(m_fileName, openMode) != nullptr;
+        })) {
         m_stream->setstate(std::ios_base::failbit);
     }
-    opening.done();
     // A stream that could not be opened before still says so now: only the call after this one
     // starts with a new stream.
     return m_stream->good();
@@ -107,16 +124,16 @@ int Storage::store(char const* /*key*/, char* data, int length)
     if (data == nullptr || length < 0 || !openStorage(eAccessWrite)) {
         return 0;
     }
-    GoneUnlessDone writing(m_stream);
-    const bool written = m_stream->write(data, length) && m_stream->put('\n');
-    writing.done();
+    const bool written =
+        workWith(m_stream, [&] { return m_stream->write(data, length) && m_stream->put('\n'); });
     return written ? length : 0;
 }
 
 int Storage::retrieve(char const* /*key*/, char* buffer)
 {
     constexpr std::streamsize BUFFER_SIZE = 1024;
-    if (buffer == nullptr || !openStorage(eAccessRead) || !m_stream->getline(buffer, BUFFER_SIZE)) {
+    if (buffer == nullptr || !openStorage(eAccessRead) ||
+        !workWith(m_stream, [&] { return !m_stream->getline(buffer, BUFFER_SIZE).fail(); })) {
         return 0;
     }
     const std::size_t length = std::strlen(buffer);
@@ -131,16 +148,14 @@ int Storage::writeBinary(char* data, int length)
     if (data == nullptr || length < 0 || !openStorage(eAccessWrite)) {
         return 0;
     }
-    GoneUnlessDone writing(m_stream);
-    const bool written = !m_stream->write(data, length).fail();
-    writing.done();
+    const bool written = workWith(m_stream, [&] { return !m_stream->write(data, length).fail(); });
     return written ? length : 0;
 }
 
 int Storage::readBinary(char* buffer, int length)
 {
     const bool read = buffer != nullptr && length >= 0 && openStorage(eAccessRead) &&
-                      m_stream->read(buffer, length);
+                      workWith(m_stream, [&] { return !m_stream->read(buffer, length).fail(); });
     return read ? length : 0;
 }
 
@@ -148,6 +163,7 @@ int Storage::clear()
 {
     shutdown();
     ModeRestored afterwards(m_writeMode);
+    const DestroyedIfCancelled whenCancelled(afterwards);
     m_writeMode = EMPTYING;
     if (!openStorage(eAccessWrite)) {
         afterwards.m_value = EMPTYING; // nothing is appended to a file that could not be emptied

@@ -16,10 +16,12 @@
 
 #include "base/closing.h"
 #include "base/errno_kept.h"
+#include "cancelled.h"
 
+using gpal::detail::cancellably;
 using gpal::detail::ClosingBuffer;
+using gpal::detail::DestroyedIfCancelled;
 using gpal::detail::ErrnoKept;
-using gpal::detail::writeAndClose;
 
 namespace
 {
@@ -49,23 +51,28 @@ int notCompared(std::unique_ptr<Process>& compare, const char* format, const cha
 
 bool Storage::copyFile_noEx(std::string const& source, std::string const& destination)
 {
-    std::ifstream in(source.c_str(), std::ios_base::in | std::ios_base::binary);
-    if (!in.good()) {
-        return false;
-    }
+    std::ifstream in;
+    std::ofstream out;
     const ClosingBuffer closingIn(in.rdbuf());
-    std::ofstream out(destination.c_str(), std::ios_base::out | std::ios_base::binary);
-    if (!out.good()) {
-        return false;
-    }
+    const DestroyedIfCancelled inWhenCancelled(closingIn);
     const ClosingBuffer closingOut(out.rdbuf());
-    char character = 0;
-    while (in.get(character)) {
-        out.put(character);
-    }
-    writeAndClose(in.rdbuf());
-    writeAndClose(out.rdbuf());
-    return true;
+    const DestroyedIfCancelled outWhenCancelled(closingOut);
+    return cancellably([&] {
+        in.open(source.c_str(), std::ios_base::in | std::ios_base::binary);
+        if (!in.good()) {
+            return false;
+        }
+        out.open(destination.c_str(), std::ios_base::out | std::ios_base::binary);
+        if (!out.good()) {
+            return false;
+        }
+        char character = 0;
+        while (in.get(character)) {
+            out.put(character);
+        }
+        out.rdbuf()->pubsync();
+        return true;
+    });
 }
 
 bool Storage::mvFile(std::string const& source, std::string const& destination)
@@ -95,8 +102,10 @@ bool Storage::renameFile(std::string const& source, std::string const& destinati
 bool Storage::simpleCreateFile(char const* path, char const* content)
 {
     std::ofstream file;
+    const ClosingBuffer closing(file.rdbuf());
+    const DestroyedIfCancelled whenCancelled(closing);
     if (path != nullptr) {
-        file.open(path, std::ios_base::out | std::ios_base::binary);
+        cancellably([&] { file.open(path, std::ios_base::out | std::ios_base::binary); });
     }
     if (!file.is_open()) {
         const ErrnoKept ofOpening;
@@ -104,11 +113,12 @@ bool Storage::simpleCreateFile(char const* path, char const* content)
                path == nullptr ? "(null)" : path);
         return false;
     }
-    const ClosingBuffer closing(file.rdbuf());
-    if (content != nullptr) {
-        file.write(content, static_cast<std::streamsize>(std::strlen(content)));
-    }
-    writeAndClose(file.rdbuf());
+    cancellably([&] {
+        if (content != nullptr) {
+            file.write(content, static_cast<std::streamsize>(std::strlen(content)));
+        }
+        file.rdbuf()->pubsync();
+    });
     return true;
 }
 
@@ -120,6 +130,7 @@ __attribute__((no_sanitize("null"))) int Storage::compareFiles(std::string const
     const char* argv[] = {"/bin/busybox", "cmp", first.c_str(), second.c_str(), nullptr};
     const char* const notStarted = "Failed to start cmp utility\n";
     std::unique_ptr<Process> compare;
+    const DestroyedIfCancelled whenCancelled(compare);
     try {
         compare.reset(new (std::nothrow) Process(3, const_cast<char**>(argv), environ, nullptr));
         return compare == nullptr ? notCompared(compare, notStarted, "") : compare->waitForExit();

@@ -4,6 +4,7 @@
 #include <unistd.h>
 
 #include "base/time_math.h"
+#include "cancelled.h"
 
 GPALSleep_Imple* GPALSleep::m_testImple = nullptr;
 
@@ -24,7 +25,7 @@ void GPALSleep_Imple::milliSleep(int ms)
 
 void GPALSleep_Imple::secSleep(int seconds)
 {
-    sleep(static_cast<unsigned int>(seconds));
+    gpal::detail::cancellably([=] { return sleep(static_cast<unsigned int>(seconds)); });
 }
 
 namespace

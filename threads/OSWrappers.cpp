@@ -3,9 +3,11 @@
 #include <signal.h>
 #include <unistd.h>
 
+#include "cancelled.h"
+
 unsigned int OSWrappers::sleepFor(int seconds)
 {
-    return sleep(static_cast<unsigned int>(seconds));
+    return gpal::detail::cancellably([=] { return sleep(static_cast<unsigned int>(seconds)); });
 }
 
 int OSWrappers::curID()

@@ -7,8 +7,10 @@
 
 #include "base/locked.h"
 #include "base/time_math.h"
+#include "cancelled.h"
 #include "threads/semaphore_dump.h"
 
+using gpal::detail::DestroyedIfCancelled;
 using gpal::detail::locked;
 
 namespace
@@ -16,6 +18,20 @@ namespace
 
 constexpr int UNBOUNDED = -1;
 constexpr int WITHOUT_LIMIT = -1;
+
+/// Counts a thread that waits for a scope; the state's lock is held at both ends of it.
+template <typename Count>
+class Blocked
+{
+public:
+    explicit Blocked(Count& count) : m_count(count) { m_count += 1; }
+    Blocked(const Blocked&) = delete;
+    Blocked& operator=(const Blocked&) = delete;
+    ~Blocked() { m_count -= 1; }
+
+private:
+    Count& m_count;
+};
 
 timespec wallClockIn(int milliseconds)
 {
@@ -170,12 +186,6 @@ void Semaphore::unlistWaiter(unsigned long thread)
     });
 }
 
-/// Clean-up handler of a thread that was blocked; it holds the state's lock again.
-void Semaphore::unblocked(void* semaphore)
-{
-    static_cast<Semaphore*>(semaphore)->m_blockedCount -= 1;
-}
-
 /// One wait; returns false when the time ran out. The deadline starts from now each time, so that a
 /// time-out bounds one quiet interval and not the whole of a `take`.
 bool Semaphore::waitForSignal(int timeoutMs)
@@ -186,17 +196,13 @@ bool Semaphore::waitForSignal(int timeoutMs)
         pthread_testcancel();
         return false;
     }
-    int result = 0;
-    m_blockedCount += 1;
-    pthread_cleanup_push(unblocked, this);
+    const Blocked blocked(m_blockedCount);
+    const DestroyedIfCancelled whenCancelled(blocked);
     if (timeoutMs == WITHOUT_LIMIT) {
-        result = pthread_cond_wait(&m_available, &m_stateMutex);
-    } else {
-        const timespec deadline = wallClockIn(timeoutMs);
-        result = pthread_cond_timedwait(&m_available, &m_stateMutex, &deadline);
+        return pthread_cond_wait(&m_available, &m_stateMutex) != ETIMEDOUT;
     }
-    pthread_cleanup_pop(1);
-    return result != ETIMEDOUT;
+    const timespec deadline = wallClockIn(timeoutMs);
+    return pthread_cond_timedwait(&m_available, &m_stateMutex, &deadline) != ETIMEDOUT;
 }
 
 int Semaphore::give()

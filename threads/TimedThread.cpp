@@ -5,8 +5,10 @@
 
 #include "base/cancellation.h"
 #include "base/walkable.h"
+#include "cancelled.h"
 #include "threads/timed_work.h"
 
+using gpal::detail::DestroyedIfCancelled;
 using gpal::detail::FactoryLock;
 
 RunnerIfc::~RunnerIfc() = default;
@@ -104,6 +106,7 @@ bool TimedThreadFactory::killAllTimedThread()
 {
     constexpr int LAST_CHANCE_MS = 10000;
     const FactoryLock list(m_listLock);
+    const DestroyedIfCancelled whenCancelled(list);
     for (TimedThreadIfc* timedThread : m_timedThreads) {
         timedThread->forceTimeoutToExpire();
         timedThread->waitForCompletion(LAST_CHANCE_MS);

@@ -39,20 +39,27 @@ void unlink(Entry*& list, const Entry& entry)
     *place = entry.next;
 }
 
-void enter(Work& work)
+/// Has work listed for a scope.
+class Listed
 {
-    locked(worksMutex, [&work] { link(works, work); });
-}
+public:
+    explicit Listed(Work& work) : m_work(work)
+    {
+        locked(worksMutex, [this] { link(works, m_work); });
+    }
+    Listed(const Listed&) = delete;
+    Listed& operator=(const Listed&) = delete;
+    /// The thread sanitizer may have lost sight of the locks of a thread that was cancelled: it
+    /// does when that was in one of the calls that it wraps.
+    ~Listed()
+    {
+        locked(
+            worksMutex, [this]() __attribute__((no_sanitize("thread"))) { unlink(works, m_work); });
+    }
 
-/// Clean-up handler, as the work may end by cancellation. The thread sanitizer may have lost sight
-/// of the thread's locks by then: it does when the thread was in one of the calls that it wraps.
-void leave(void* work)
-{
-    locked(
-        worksMutex, [work]() __attribute__((no_sanitize("thread"))) {
-            unlink(works, *static_cast<Work*>(work));
-        });
-}
+private:
+    Work& m_work;
+};
 
 const Work* workOfThisThread()
 {
@@ -79,10 +86,9 @@ bool isLentTo(const Work& work, const Semaphore& lock)
 void runAsWorkOf(const TimedThreadIfc& timedThread, RunnerIfc& work)
 {
     Work running{&timedThread, pthread_self(), nullptr};
-    enter(running);
-    pthread_cleanup_push(leave, &running);
+    const Listed listed(running);
+    const DestroyedIfCancelled whenCancelled(listed);
     work.run();
-    pthread_cleanup_pop(1);
 }
 
 Loan::Loan(const TimedThreadIfc& lentTo, const Semaphore& lentLock)

@@ -8,6 +8,7 @@
 
 #include "base/cancellation.h"
 #include "base/time_math.h"
+#include "cancelled.h"
 #include "timers/EndlessWait.h"
 #include "timers/TimerSlack.h"
 
@@ -75,6 +76,7 @@ private:
 
 } // namespace gpal::detail
 
+using gpal::detail::DestroyedIfCancelled;
 using gpal::detail::FieldsLock;
 
 unsigned int osThreadBasedTimer::nextID = 0;
@@ -184,6 +186,7 @@ bool osThreadBasedTimer::serve(const timespec& now, timespec& next, gpal::detail
     timeAble* callback = m_callback;
     if (callback != nullptr && m_running) {
         fields.stay();
+        const DestroyedIfCancelled whenCancelled(fields);
         if (slack != nullptr) {
             slack->makeUsual();
         }

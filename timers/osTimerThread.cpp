@@ -11,6 +11,7 @@
 #include "base/console.h"
 #include "base/locked.h"
 #include "base/time_math.h"
+#include "cancelled.h"
 #include "timers/EndlessWait.h"
 #include "timers/TimerList.h"
 
@@ -207,6 +208,7 @@ void osTimerThread::waitForWork()
 void osTimerThread::serveTimers()
 {
     const TimerList::Serving serving(*m_timers);
+    const DestroyedIfCancelled whenCancelled(serving);
     for (int index = m_timers->size(); index > 0; index = std::min(index, m_timers->size())) {
         --index;
         osThreadBasedTimer* timer = (*m_timers)[index];

@@ -143,7 +143,6 @@ private:
     GPAL_INTERNAL bool waitForSignal(int timeoutMs);
     GPAL_INTERNAL void listWaiter(unsigned long thread);
     GPAL_INTERNAL void unlistWaiter(unsigned long thread);
-    GPAL_INTERNAL static void unblocked(void* semaphore);
 
     GPAL_INTERNAL static std::set<Semaphore*>* m_createdSemaphores;
     /// Guards m_createdSemaphores; taken before any semaphore's own locks, never while holding one.
