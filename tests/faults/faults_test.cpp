@@ -55,9 +55,9 @@ int Struck::strikeAt(const Plan& plan)
     if ((happened & ~faults::allowed(GetParam().name, result.outcome.call)) != 0) {
         ADD_FAILURE() << GetParam().name << ": number " << plan.number << ", "
                       << result.outcome.call << " (error " << result.outcome.error
-                      << (plan.strike == Strike::CANCELLATION ? ", cancelled" : "") << "): "
-                      << result.endedBy << result.details
-                      << "\n" << support::contentOf(m_place.file("output"));
+                      << (plan.strike == Strike::CANCELLATION ? ", cancelled" : "")
+                      << "): " << result.endedBy << result.details << "\n"
+                      << support::contentOf(m_place.file("output"));
     }
     return result.outcome.struck ? result.outcome.variants : 0;
 }
