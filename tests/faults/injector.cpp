@@ -97,7 +97,7 @@ int enter(const Call& call, bool now)
 {
     const int variants = static_cast<int>(call.errors.size());
     if (variants > 0 && isTheOne(Strike::CALL)) {
-        const int error = call.errors[static_cast<std::size_t>(state->plan.variant)];
+        const int error = call.errors[static_cast<std::size_t>(state->plan.variant % variants)];
         note(call.name, error, variants);
         return error;
     }

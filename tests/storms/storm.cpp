@@ -42,7 +42,7 @@ void Storm::SetUp()
 {
     LayerTest::SetUp();
     alarm(static_cast<unsigned int>(isLong() ? 60 * minutes() + 1800 : 100));
-    std::printf("%s", ""); // standard output has its buffer
+
     onThreads(1, [](int) {});
     m_blocks = support::blocksInUse();
     m_descriptors = stress::entriesIn("/proc/self/fd");
