@@ -35,8 +35,8 @@ struct Report {
 
 Report& report()
 {
-    static Report* const shared = static_cast<Report*>(mmap(
-        nullptr, sizeof(Report), PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0));
+    static Report* const shared = static_cast<Report*>(
+        mmap(nullptr, sizeof(Report), PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0));
     return *shared;
 }
 

@@ -14,8 +14,8 @@ namespace faults
 struct Result {
     Outcome outcome;
     unsigned int left = NOTHING_LEFT;
-    std::string details;   ///< of what is left
-    std::string endedBy;   ///< how the process ended, if not by itself: by a signal, a failed check
+    std::string details; ///< of what is left
+    std::string endedBy; ///< how the process ended, if not by itself: by a signal, a failed check
 };
 
 /// Runs the scenario once in this process, so that what the C library keeps for ever is there.

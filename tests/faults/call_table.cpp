@@ -44,7 +44,10 @@ public:
     /// have an effect though they fail; \p body is done otherwise.
     Watched(Replaceable<Result(Arguments...)>& replaced, Call call, Says says, Result failed,
             Function first, Function body)
-        : m_call(std::move(call)), m_says(says), m_failed(failed), m_first(std::move(first)),
+        : m_call(std::move(call)),
+          m_says(says),
+          m_failed(failed),
+          m_first(std::move(first)),
           m_body(std::move(body)),
           m_replacement(replaced, [this](Arguments... arguments) { return make(arguments...); })
     {
@@ -113,23 +116,26 @@ void watchFiles()
     const std::vector<int> removing{EACCES, EBUSY, EIO, EISDIR, ENOENT, EPERM, EROFS, ENOTEMPTY};
     watch(calls::stat, "stat", NO_POINT, path, -1, Says::ERRNO, elsewhere(calls::stat));
     watch(calls::lstat, "lstat", NO_POINT, path, -1, Says::ERRNO, elsewhere(calls::lstat));
-    watch(calls::statfs, "statfs", NO_POINT, {EACCES, EINTR, EIO, ENOENT, ENOMEM, ENOSYS, EOVERFLOW}, -1);
+    watch(calls::statfs, "statfs", NO_POINT,
+          {EACCES, EINTR, EIO, ENOENT, ENOMEM, ENOSYS, EOVERFLOW}, -1);
     watch(calls::access, "access", NO_POINT, path, -1);
     watch(calls::chmod, "chmod", NO_POINT, {EACCES, EPERM, EROFS, EIO, ENOENT}, -1);
-    watch(calls::mkdir, "mkdir", NO_POINT, {EACCES, EDQUOT, EEXIST, EMLINK, ENOENT, ENOSPC, EROFS}, -1);
+    watch(calls::mkdir, "mkdir", NO_POINT, {EACCES, EDQUOT, EEXIST, EMLINK, ENOENT, ENOSPC, EROFS},
+          -1);
     watch(calls::unlink, "unlink", NO_POINT, removing, -1);
     watch(calls::remove, "remove", NO_POINT, removing, -1, Says::ERRNO, elsewhere(calls::remove));
-    watch(calls::rename, "rename", NO_POINT, {EACCES, EBUSY, EXDEV, ENOSPC, EROFS, ENOENT, EDQUOT}, -1,
-          Says::ERRNO, bothElsewhere(calls::rename));
+    watch(calls::rename, "rename", NO_POINT, {EACCES, EBUSY, EXDEV, ENOSPC, EROFS, ENOENT, EDQUOT},
+          -1, Says::ERRNO, bothElsewhere(calls::rename));
     watch(calls::symlink, "symlink", NO_POINT, {EACCES, EEXIST, ENOSPC, EROFS, EIO}, -1);
     watch<DIR*>(calls::opendir, "opendir", POINT, {EACCES, EMFILE, ENFILE, ENOENT, ENOMEM, ENOTDIR},
                 nullptr);
     watch<dirent*>(calls::readdir, "readdir", POINT, {EBADF, EIO, EOVERFLOW}, nullptr);
     watchClosing(calls::closedir, "closedir", POINT, {EBADF, EIO}, -1);
-    watch(calls::mkstemp, "mkstemp", POINT, {EEXIST, EINVAL, EACCES, EMFILE, ENFILE, ENOSPC, EROFS}, -1,
-          Says::ERRNO, remembered(calls::mkstemp));
+    watch(calls::mkstemp, "mkstemp", POINT, {EEXIST, EINVAL, EACCES, EMFILE, ENFILE, ENOSPC, EROFS},
+          -1, Says::ERRNO, remembered(calls::mkstemp));
     watch<std::FILE*>(calls::fdopen, "fdopen", NO_POINT, {EINVAL, ENOMEM, EMFILE}, nullptr);
-    watch<std::FILE*>(calls::fopen, "fopen", POINT, opening, nullptr, Says::ERRNO, elsewhere(calls::fopen));
+    watch<std::FILE*>(calls::fopen, "fopen", POINT, opening, nullptr, Says::ERRNO,
+                      elsewhere(calls::fopen));
     watch<std::FILE*>(calls::fopen64, "fopen64", POINT, opening, nullptr, Says::ERRNO,
                       elsewhere(calls::fopen64));
     watch(calls::open, "open", POINT, opening, -1, Says::ERRNO, elsewhere(calls::open));
@@ -151,17 +157,21 @@ void watchFiles()
 
 void watchThreads()
 {
-    watch(calls::pthread_create, "pthread_create", NO_POINT, {EAGAIN, EPERM, ENOMEM}, 0, Says::RESULT);
+    watch(calls::pthread_create, "pthread_create", NO_POINT, {EAGAIN, EPERM, ENOMEM}, 0,
+          Says::RESULT);
     watch(calls::pthread_attr_init, "pthread_attr_init", NO_POINT, {ENOMEM}, 0, Says::RESULT);
     watch(calls::pthread_join, "pthread_join", POINT, {}, 0);
     watch(calls::pthread_cond_wait, "pthread_cond_wait", POINT, {0}, 0, Says::RESULT);
-    watch(calls::pthread_cond_timedwait, "pthread_cond_timedwait", POINT, {0, ETIMEDOUT}, 0, Says::RESULT,
-          inHaste(calls::pthread_cond_timedwait));
+    watch(calls::pthread_cond_timedwait, "pthread_cond_timedwait", POINT, {0, ETIMEDOUT}, 0,
+          Says::RESULT, inHaste(calls::pthread_cond_timedwait));
     watch(calls::clock_gettime, "clock_gettime", NO_POINT, {EINVAL}, -1, Says::ERRNO,
           inHaste(calls::clock_gettime));
-    watch(calls::gettimeofday, "gettimeofday", NO_POINT, {EFAULT}, -1, Says::ERRNO, inHaste(calls::gettimeofday));
-    watch(calls::nanosleep, "nanosleep", POINT, {EINTR, EINVAL}, -1, Says::ERRNO, inHaste(calls::nanosleep));
-    watch<unsigned int>(calls::sleep, "sleep", POINT, {EINTR}, 1, Says::ERRNO, inHaste(calls::sleep));
+    watch(calls::gettimeofday, "gettimeofday", NO_POINT, {EFAULT}, -1, Says::ERRNO,
+          inHaste(calls::gettimeofday));
+    watch(calls::nanosleep, "nanosleep", POINT, {EINTR, EINVAL}, -1, Says::ERRNO,
+          inHaste(calls::nanosleep));
+    watch<unsigned int>(calls::sleep, "sleep", POINT, {EINTR}, 1, Says::ERRNO,
+                        inHaste(calls::sleep));
     watch(calls::setpriority, "setpriority", NO_POINT, {EACCES, EPERM, ESRCH}, -1);
     watch(calls::getpriority, "getpriority", NO_POINT, {ESRCH}, -1);
     watch(calls::prctl, "prctl", NO_POINT, {EINVAL}, -1);
@@ -183,8 +193,8 @@ void watchProcesses()
           std::function<int(const char*)>(standInForTheShell));
     watch(calls::pipe, "pipe", NO_POINT, {EMFILE, ENFILE}, -1);
     watch(calls::dup2, "dup2", NO_POINT, {EBADF, EBUSY, EINTR, EMFILE}, -1);
-    watch(calls::semget, "semget", NO_POINT, {EACCES, EEXIST, ENOENT, ENOMEM, ENOSPC}, -1, Says::ERRNO,
-          std::function<int(key_t, int, int)>(semaphoreOfThisProcess));
+    watch(calls::semget, "semget", NO_POINT, {EACCES, EEXIST, ENOENT, ENOMEM, ENOSPC}, -1,
+          Says::ERRNO, std::function<int(key_t, int, int)>(semaphoreOfThisProcess));
     watch<void*>(calls::dlopen, "dlopen", NO_POINT, {0}, nullptr);
     watchClosing(calls::dlclose, "dlclose", NO_POINT, {0}, -1);
 }
@@ -230,12 +240,11 @@ void watchLoadLock()
             return error == NOT_STRUCK ? calls::semctl.original(id, number, command, argument)
                                        : fail(id, error);
         });
-    static const support::Replacement semop(
-        calls::semop, [](int id, sembuf* operations, size_t count) {
-            const int error = enter(operations->sem_op < 0 ? taking : giving);
-            return error == NOT_STRUCK ? calls::semop.original(id, operations, count)
-                                       : fail(id, error);
-        });
+    static const support::Replacement semop(calls::semop, [](int id, sembuf* operations,
+                                                             size_t count) {
+        const int error = enter(operations->sem_op < 0 ? taking : giving);
+        return error == NOT_STRUCK ? calls::semop.original(id, operations, count) : fail(id, error);
+    });
 }
 
 /// The system log is a cancellation point, and fails without a word.

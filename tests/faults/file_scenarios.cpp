@@ -62,7 +62,8 @@ bool list(const Place& place)
     const std::string folder = place.file("folder");
     const std::string below = place.file("folder/a/b/");
     std::list<std::string> found;
-    const bool made = Storage::makeDir(below) && Storage::simpleCreateFile((below + "f").c_str(), "") &&
+    const bool made = Storage::makeDir(below) &&
+                      Storage::simpleCreateFile((below + "f").c_str(), "") &&
                       Storage::createSymlink(folder, place.file("folder/link")) == 0 &&
                       Storage::changePermissions(folder, 0755);
     const bool listed =

@@ -19,8 +19,9 @@ struct State {
 };
 
 /// Made before main, and never in the middle of an allocation.
-State* const state = new (mmap(nullptr, sizeof(State), PROT_READ | PROT_WRITE,
-                               MAP_SHARED | MAP_ANONYMOUS, -1, 0)) State;
+State* const state =
+    new (mmap(nullptr, sizeof(State), PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0))
+        State;
 
 /// Not in the shared page: a child's main thread has the id of the one that forked.
 std::atomic<pthread_t> victim{};
@@ -96,7 +97,7 @@ int enter(const Call& call, bool now)
 {
     const int variants = static_cast<int>(call.errors.size());
     if (variants > 0 && isTheOne(Strike::CALL)) {
-        const int error = call.errors[static_cast<std::size_t>(state->plan.variant)];
+        const int error = call.errors[static_cast<std::size_t>(state->plan.variant % variants)];
         note(call.name, error, variants);
         return error;
     }

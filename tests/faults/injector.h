@@ -24,10 +24,10 @@ struct Plan {
 /// What happened.
 struct Outcome {
     bool struck = false;
-    char call[40] = "";  ///< the call that was struck
-    int error = 0;       ///< what it failed with
-    int variants = 0;    ///< in how many ways that call can fail
-    int reboots = 0;     ///< how often the layer wanted to reboot the device
+    char call[40] = ""; ///< the call that was struck
+    int error = 0;      ///< what it failed with
+    int variants = 0;   ///< in how many ways that call can fail
+    int reboots = 0;    ///< how often the layer wanted to reboot the device
 };
 
 /// What the harness knows of a call.

@@ -56,10 +56,10 @@ enum Left : unsigned int {
     LOCK_LEFT = 16,
     THREAD_LEFT = 32,
     REBOOTS = 64,
-    BLOCKS = 128,       ///< until the thread is cancelled
-    SPOILS_NEXT = 256,  ///< the scenario does not succeed afterwards
-    NOT_WELL = 512,     ///< without being struck the scenario does not succeed
-    ENDS = 1024,        ///< the process ends
+    BLOCKS = 128,      ///< until the thread is cancelled
+    SPOILS_NEXT = 256, ///< the scenario does not succeed afterwards
+    NOT_WELL = 512,    ///< without being struck the scenario does not succeed
+    ENDS = 1024,       ///< the process ends
 };
 
 /// What a client has to expect of a strike: a scenario ("*" for each), what was struck, and why.

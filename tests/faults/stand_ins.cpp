@@ -28,7 +28,8 @@ int temporaryFileCount = 0;
 
 constexpr long long SECOND = 1000000000;
 
-/// Since when the clocks go faster, in nanoseconds; 0: they do not. Fits into 64 bits for centuries.
+/// Since when the clocks go faster, in nanoseconds; 0: they do not. Fits into 64 bits for
+/// centuries.
 long long hastySince = 0;
 
 long long nanoseconds(const timespec& time)
@@ -83,8 +84,8 @@ const char* whereIs(const char* path)
     if (std::strcmp(path, "/etc/inittab.new") == 0) {
         return newTable.c_str();
     }
-    const bool ofTheDevice = std::strncmp(path, "/Mirta_Deploy/", 14) == 0 ||
-                             std::strcmp(path, "/bin/busybox") == 0;
+    const bool ofTheDevice =
+        std::strncmp(path, "/Mirta_Deploy/", 14) == 0 || std::strcmp(path, "/bin/busybox") == 0;
     return ofTheDevice ? program : path;
 }
 

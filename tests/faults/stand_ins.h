@@ -25,9 +25,8 @@ template <typename Result, typename... Rest>
 std::function<Result(const char*, Rest...)>
 elsewhere(support::Replaceable<Result(const char*, Rest...)>& call)
 {
-    return [&call](const char* path, Rest... rest) {
-        return call.original(whereIs(path), rest...);
-    };
+    return
+        [&call](const char* path, Rest... rest) { return call.original(whereIs(path), rest...); };
 }
 
 std::function<int(const char*, const char*)>
