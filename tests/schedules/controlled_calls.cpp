@@ -154,8 +154,8 @@ int pthread_create(pthread_t* id, const pthread_attr_t* attributes, void* (*func
                    void* argument) noexcept
 {
     if (searching() != nullptr) {
-        searching()->step("creates a thread");
         *id = Scheduler::idOf(searching()->create([=] { function(argument); }));
+        searching()->step("has created a thread");
         return 0;
     }
     return original::pthread_create.original(id, attributes, function, argument);

@@ -148,7 +148,9 @@ void Scheduler::pass(Wish wish, const char* what, const void* object)
         swapcontext(&self.context, &following->context);
     }
     self.wish = Wish::RUN;
-    log(self.number, what, object);
+    if (what != nullptr) {
+        log(self.number, what, object);
+    }
 }
 
 /// Who goes next, after what happens to those that wait; null when the run has failed.
@@ -278,14 +280,17 @@ bool Scheduler::tryLock(const void* mutex)
     return isFree;
 }
 
+/// Others may go first after this, and not before: they can't see what is done with the mutex
+/// locked, but what is done without it next.
 void Scheduler::unlock(const void* mutex)
 {
-    pass(Wish::RUN, "unlocks", mutex);
+    log(m_current->number, "unlocks", mutex);
     Mutex& owned = mutexAt(mutex);
     if (owned.owner != m_current || owned.isDestroyed) {
         fail("a mutex is unlocked by who has not locked it");
     }
     owned.owner = nullptr;
+    pass(Wish::RUN, nullptr, nullptr);
 }
 
 Scheduler::Woken Scheduler::wait(const void* condition, const void* mutex, const timespec* limit)

@@ -109,13 +109,11 @@ TEST(SemaphoreSchedules, unitsAreLeftOnlyToWhoCameWhileOthersWaited)
 {
     expectHolds([] {
         Shown semaphore(0, -1, false);
-        bool mayBeLeft[2] = {};
-        const auto takeOne = [&](int number) {
-            mayBeLeft[number] = semaphore.waiting() > 0;
+        const auto takeOne = [&] {
             require(semaphore.take(-1) == Semaphore::AVAILABLE, "a take without limit fails");
         };
-        const Thread one = start([&] { takeOne(0); });
-        const Thread two = start([&] { takeOne(1); });
+        const Thread one = start(takeOne);
+        const Thread two = start(takeOne);
         start([&] {
             semaphore.give();
             semaphore.give();
@@ -130,6 +128,47 @@ TEST(SemaphoreSchedules, unitsAreLeftOnlyToWhoCameWhileOthersWaited)
             requireEnded({one, two});
             require(semaphore.count() == 1, "units are lost");
         }
+    });
+}
+
+// The other side of it: nobody gets past those who were there before.
+TEST(SemaphoreSchedules, unitThatIsGivenIsForWhoWaits)
+{
+    expectHolds([] {
+        Shown semaphore(0, 1, false);
+        const Thread waiter = start([&] { semaphore.take(-1); });
+        rest();
+        const Thread giver = start([&] { semaphore.give(); });
+        const Thread newcomer = start([&] {
+            require(semaphore.take(0) == Semaphore::NOT_AVAILABLE, "a newcomer gets the unit");
+        });
+        rest();
+        requireEnded({waiter, giver, newcomer});
+    });
+}
+
+// Who runs out of time counts as waiting until it has locked the semaphore's state again.
+TEST(SemaphoreSchedules, unitIsLeftToWhoCameWhileAnothersTimeRanOut)
+{
+    expectHolds([] {
+        Shown semaphore(0, -1, false);
+        int taken = 0;
+        bool isTooLate = false;
+        const Thread limited = start([&] {
+            isTooLate = semaphore.take(10) == Semaphore::NOT_AVAILABLE;
+            taken += isTooLate ? 0 : 1;
+        });
+        const Thread patient = start([&] { taken += semaphore.take(-1); });
+        const Thread giver = start([&] { semaphore.give(); });
+        rest();
+        requireEnded({limited, giver});
+        require(taken + semaphore.count() == 1, "a unit is lost, or two were made of it");
+        if (isStuck(patient)) {
+            require(semaphore.count() == 0 || isTooLate, "a unit is there, and its waiter waits");
+            semaphore.give();
+            rest();
+        }
+        requireEnded({patient});
     });
 }
 
