@@ -47,7 +47,7 @@ bool FileManager::copyFile(std::string const& source, std::string const& destina
     out << in.rdbuf(); // sets failbit for an empty source, which is no failure here
     out.flush();
     writeAndClose(out.rdbuf()); // a stream that has failed was not flushed
-    return !in.bad() && !out.bad();
+    return !out.bad();
 }
 
 GPAL_WALKABLE bool FileManager::moveFile(std::string const& source, std::string const& destination)
@@ -91,7 +91,7 @@ bool FileManager::isPrefix(std::string const& first, std::string const& second)
     if (!whole.isOpen()) {
         return false;
     }
-    while (prefix.good() && whole.good() && prefix.get() == whole.get()) {
+    while (prefix.good() && prefix.get() == whole.get()) {
     }
     return prefix.eof(); // the end of the one, also when it differs there from the other
 }
