@@ -59,3 +59,11 @@ endif()
 if(GPAL_BUILD_FUZZERS)
     set(GPAL_FUZZED_CODE_OPTIONS -fsanitize=fuzzer-no-link)
 endif()
+# What the tests run is counted in a build that is optimised a little: the hardened functions of the C
+# library take that, and branches are still those of the sources as long as none is copied to elsewhere.
+# Threads count at the same time. The layer ignores some results on purpose.
+if(GPAL_COVERAGE)
+    set(GPAL_COUNTED_CODE_OPTIONS --coverage -fprofile-update=atomic -O1 -fno-inline)
+    set(GPAL_HARDENED_CODE_OPTIONS -D_FORTIFY_SOURCE=3 -Wno-unused-result)
+    add_compile_definitions(_GLIBCXX_ASSERTIONS)
+endif()

@@ -40,7 +40,8 @@ std::uintptr_t stackTopAbove(std::uintptr_t address)
 bool onAlternateStack()
 {
     stack_t alternate{};
-    return sigaltstack(nullptr, &alternate) == 0 && (alternate.ss_flags & SS_ONSTACK) != 0;
+    sigaltstack(nullptr, &alternate);
+    return (alternate.ss_flags & SS_ONSTACK) != 0;
 }
 
 /// Whether the page that starts at \p address is there to be read.

@@ -128,9 +128,7 @@ int Process::start(int /*argc*/, char** argv, char** envp, char* /*extra*/)
     ProcessManagement::initialize();
     const char* path = argv == nullptr ? nullptr : argv[0];
     checkProgram(path);
-    if (path != nullptr) {
-        m_type = path;
-    }
+    m_type = path; // one that is null is no program
     const pid_t child = spawnChild(argv, envp);
     if (child == -1) {
         failStart(CREATION_FAILURE, path);

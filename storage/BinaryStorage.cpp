@@ -65,9 +65,10 @@ int BinaryStorage::retrieve(char* path, char* buffer, unsigned int length)
     if (file == nullptr) {
         return failed("BinaryStorage:: cannot open file for reading\n", path);
     }
-    const std::size_t size =
-        buffer == nullptr ? 0
-                          : cancellably([&] { return std::fread(buffer, 1, length, file.get()); });
+    std::size_t size = 0;
+    if (buffer != nullptr) {
+        size = cancellably([&] { return std::fread(buffer, 1, length, file.get()); });
+    }
     return size == 0 ? failed("BinaryStorage:: cannot read from file %s\n", path)
                      : static_cast<int>(size);
 }

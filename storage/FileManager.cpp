@@ -56,7 +56,7 @@ bool FileManager::copyFile(std::string const& source, std::string const& destina
         out.flush();
         out.rdbuf()->pubsync(); // a stream that has failed was not flushed
     });
-    return !in.bad() && !out.bad();
+    return !out.bad();
 }
 
 GPAL_WALKABLE bool FileManager::moveFile(std::string const& source, std::string const& destination)
@@ -103,7 +103,7 @@ bool FileManager::isPrefix(std::string const& first, std::string const& second)
     }
     const DestroyedIfCancelled whenCancelled(whole);
     cancellably([&] {
-        while (prefix.good() && whole.good() && prefix.get() == whole.get()) {
+        while (prefix.good() && prefix.get() == whole.get()) {
         }
     });
     return prefix.eof(); // the end of the one, also when it differs there from the other

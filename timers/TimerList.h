@@ -74,7 +74,8 @@ public:
     /// thread.
     bool isServedBy(unsigned long thread) const
     {
-        return m_servedBy.load(std::memory_order_relaxed) == thread;
+        const unsigned long server = m_servedBy.load(std::memory_order_relaxed);
+        return server == thread;
     }
 
     /// Beside the list, as the monitor's own object has no room for it; of its thread only.

@@ -25,6 +25,7 @@
 #include "support/descriptors.h"
 #include "support/observed.h"
 #include "support/private_mounts.h"
+#include "support/soft_limit.h"
 #include "support/temporary_directory.h"
 #include "support/temporary_mounts.h"
 #include "support/throwing_manager.h"
@@ -194,6 +195,20 @@ TEST_F(MemoryInformationOfAll, givesAProcessWithoutOutputOne)
                   }),
               "true");
     EXPECT_EQ(report(), std::string(STAND_IN_OUTPUT) + "later\n");
+}
+
+TEST_F(MemoryInformationOfAll, failsWhereOneOfTheTwoOutputsCannotBeRedirected)
+{
+    // With so few descriptors allowed, the second or the third is one too many.
+    for (const rlim_t allowed : {1U, 2U}) {
+        std::optional<support::SoftLimit> limit;
+        EXPECT_EQ(ask([&limit](std::ostream&) { limit.reset(); },
+                      [&limit, allowed] {
+                          close(STDIN_FILENO);
+                          limit.emplace(RLIMIT_NOFILE, allowed);
+                      }),
+                  "false");
+    }
 }
 
 TEST_F(MemoryInformationOfAll, makesTheFileReadableByAllAndWritableByItsOwner)

@@ -90,6 +90,33 @@ TEST_F(PacketDumpThreads, openTheFileOnceAlthoughAllBeginAtTheSameTime)
     }
 }
 
+TEST_F(PacketDumpThreads, waitForTheOneThatOpensTheFile)
+{
+    std::string name = m_directory.path("pipe");
+    ASSERT_EQ(mkfifo(name.c_str(), 0600), 0);
+    packet_dump dump(name.data());
+    // Both read; the pipe opens when it is written to. One opens it, and the other uses what the
+    // first has opened.
+    std::atomic<int> got{0};
+    const auto read = [&] {
+        EXPECT_EQ(capture::readFrom(dump).payload, "x");
+        ++got;
+    };
+    support::PlainThread first(read);
+    ASSERT_TRUE(first.blocks());
+    support::PlainThread second(read);
+    ASSERT_TRUE(second.blocks());
+    const int pipe = open(name.c_str(), O_WRONLY | O_CLOEXEC);
+    ASSERT_GE(pipe, 0);
+    const std::string record = capture::record(capture::packet(17, capture::udp("x")));
+    const std::string content = capture::fileHeader() + record + record;
+    EXPECT_EQ(::write(pipe, content.data(), content.size()), static_cast<ssize_t>(content.size()));
+    close(pipe);
+    first.join();
+    second.join();
+    EXPECT_EQ(got, 2);
+}
+
 TEST_F(PacketDumpThreads, numberTcpRecordsWithoutAGap)
 {
     EXPECT_EQ(write("first", PACKET_DUMP_UDP), 5);

@@ -5,6 +5,7 @@
 #include <csignal>
 #include <filesystem>
 #include <gmock/gmock.h>
+#include <memory>
 #include <pthread.h>
 #include <sys/wait.h>
 #include <syslog.h>
@@ -270,4 +271,25 @@ TEST(OSPasswdMgrIfc, isImplementedByTheManagerOfTheLayer)
     const std::string user = "user";
     manager->deletePasswd(user);
     delete manager;
+}
+
+TEST(OSPasswdMgrIfc, canBeImplementedByAClient)
+{
+    struct Remembered : OSPasswdMgrIfc {
+        explicit Remembered(std::string& last) : m_last(last) {}
+        ~Remembered() override { m_last = "gone"; }
+        int setPasswd(const std::string& user, std::string) override
+        {
+            m_last = user;
+            return 0;
+        }
+        int deletePasswd(const std::string&) override { return 0; }
+        std::string& m_last;
+    };
+    std::string last;
+    std::unique_ptr<OSPasswdMgrIfc> manager = std::make_unique<Remembered>(last);
+    manager->setPasswd("user", "secret");
+    EXPECT_EQ("user", last);
+    manager.reset();
+    EXPECT_EQ("gone", last);
 }

@@ -276,3 +276,17 @@ TEST(SharedResource, isDeletedThroughItsBase)
     const std::unique_ptr<SharedResource> memory = std::make_unique<SharedMemory>();
     const std::unique_ptr<SharedResource> semaphores = std::make_unique<SharedSemaphore>();
 }
+
+TEST(SharedResource, canBeAClientsOwn)
+{
+    struct Mailbox : SharedResource {
+        explicit Mailbox(bool& isGone) : m_isGone(isGone) {}
+        ~Mailbox() override { m_isGone = true; }
+        bool& m_isGone;
+    };
+    bool isGone = false;
+    std::unique_ptr<SharedResource> resource = std::make_unique<Mailbox>(isGone);
+    EXPECT_EQ(ftok("/", 7), resource->getSharedResourceKey("/", 7));
+    resource.reset();
+    EXPECT_TRUE(isGone);
+}

@@ -74,6 +74,21 @@ protected:
 
 } // namespace
 
+TEST_F(RecordsOnAFullDisk, failWithTheirTextOrWithTheirLineFeed)
+{
+    // Records are buffered: the first that doesn't fit fails, wherever in it the buffer ends.
+    for (const std::size_t length : {63U, 64U, 100U, 511U}) {
+        m_records.init("/dev/full", FOR_READING, APPEND);
+        const std::string record(length, 'x');
+        int stored = 0;
+        while (stored < 100000 && store(record) > 0) {
+            ++stored;
+        }
+        EXPECT_LT(stored, 100000) << length;
+        m_records.shutdown();
+    }
+}
+
 TEST_F(Records, areLinesThatReadBackInOrderAndThenFromTheStart)
 {
     EXPECT_EQ(store("a"), 1);

@@ -72,6 +72,28 @@ TEST_F(StorageObject, isUsedThroughTheInterface)
     delete storage;
 }
 
+TEST_F(StorageObject, canBeAClientsOwn)
+{
+    struct Kept : StorageInterface {
+        explicit Kept(bool& isGone) : m_isGone(isGone) {}
+        ~Kept() override { m_isGone = true; }
+        int init(char const*, std::ios_base::openmode, std::ios_base::openmode) override
+        {
+            return 1;
+        }
+        int store(char const*, char*, int length) override { return length; }
+        int retrieve(char const*, char*) override { return 0; }
+        int clear() override { return 1; }
+        void shutdown() override {}
+        bool& m_isGone;
+    };
+    bool isGone = false;
+    StorageInterface* storage = new Kept(isGone);
+    EXPECT_EQ(storage->store("key", m_record, 3), 3);
+    delete storage;
+    EXPECT_TRUE(isGone);
+}
+
 TEST_F(StorageObject, ofBytesOverridesTheDestructorOnly)
 {
     const Storage records;

@@ -39,9 +39,15 @@ public:
         awaitEnd();
     }
 
+    /// Waits until the thread blocks; returns whether it does.
+    bool blocks() const
+    {
+        return eventually([this] { return isAsleep(m_kernelId); });
+    }
+
     void cancelOnceItBlocks()
     {
-        eventually([this] { return isAsleep(m_kernelId); });
+        blocks();
         cancel();
     }
 

@@ -65,6 +65,23 @@ void syslog(int priority, const char* format, ...)
     va_end(arguments);
 }
 
+// What the two are called by in a hardened library. NOLINTBEGIN(bugprone-reserved-identifier)
+
+void __vsyslog_chk(int priority, int, const char* format, va_list arguments)
+{
+    calls::vsyslog(priority, format, arguments);
+}
+
+void __syslog_chk(int priority, int, const char* format, ...)
+{
+    va_list arguments;
+    va_start(arguments, format);
+    calls::vsyslog(priority, format, arguments);
+    va_end(arguments);
+}
+
+// NOLINTEND(bugprone-reserved-identifier)
+
 int clock_gettime(clockid_t clock, timespec* time) noexcept
 {
     return calls::clock_gettime(clock, time);

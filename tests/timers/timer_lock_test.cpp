@@ -1,6 +1,8 @@
 // A timer's own lock, as dumps of all semaphores show it to maintainers.
 #include <gpal/osThreadBasedTimer.h>
 
+#include <atomic>
+#include <limits>
 #include <optional>
 #include <string>
 #include <thread>
@@ -8,6 +10,7 @@
 
 #include <gtest/gtest.h>
 
+#include "support/replaceable.h"
 #include "threads/dump.h"
 #include "timers/timer_helpers.h"
 #include "timers/virtual_time.h"
@@ -64,6 +67,65 @@ protected:
     std::string m_id;
 };
 
+/// Holds each thread that waits for a lock, until the test lets the one go on that came as the
+/// n-th.
+class HeldWaits
+{
+public:
+    int arrived() const { return m_arrived; }
+    void let(int number) { m_mayGo[number] = true; }
+
+private:
+    int hold(pthread_mutex_t* mutex)
+    {
+        pthread_mutex_unlock(mutex);
+        const int number = ++m_arrived;
+        EXPECT_TRUE(soon([this, number] { return m_mayGo[number].load(); })) << number;
+        pthread_mutex_lock(mutex);
+        return 0;
+    }
+
+    std::atomic<int> m_arrived{0};
+    std::atomic<bool> m_mayGo[8] = {};
+    support::Replacement<int(pthread_cond_t*, pthread_mutex_t*)> m_wait{
+        support::calls::pthread_cond_wait,
+        [this](pthread_cond_t*, pthread_mutex_t* mutex) { return hold(mutex); }};
+};
+
+/// A timer whose callback runs, on a thread of the test's own, until the gate opens.
+class TimerInItsCallback : public testing::Test
+{
+protected:
+    TimerInItsCallback()
+    {
+        m_receiver.m_during = [this](osTimerIfc*) { m_gate.enter(); };
+        m_timer.start();
+        m_server = std::thread([this] { EXPECT_TRUE(pass()); });
+        EXPECT_TRUE(soon([this] { return m_gate.isOccupied(); }));
+    }
+
+    /// A pass over the timer, long after it was due.
+    bool pass()
+    {
+        timespec now{std::numeric_limits<int>::max(), 0};
+        timespec next{};
+        return m_timer.timerEvent(&now, &next);
+    }
+
+    void endCallback()
+    {
+        m_gate.open();
+        m_server.join();
+    }
+
+    Monitor m_monitor; ///< not started
+    Receiver m_receiver;
+    Gate m_gate;
+    osThreadBasedTimer m_timer{&m_receiver, 50, nullptr};
+    HeldWaits m_waits;
+    std::thread m_server;
+};
+
 } // namespace
 
 TEST_F(TimerLock, isTakenAndGivenOnceByEachOperationAndPass)
@@ -108,4 +170,33 @@ TEST_F(TimerLock, isTheMonitorsDuringACallbackAndOthersQueueForIt)
     EXPECT_EQ(dump().count(), 1);
     EXPECT_EQ(dump().owner(), 0UL);
     EXPECT_EQ(dump().waitingCount(), 0);
+}
+
+TEST_F(TimerInItsCallback, lendsItsLockToNobodyBeforeWhoWaitsForIt)
+{
+    std::thread first([this] { EXPECT_FALSE(m_timer.isRunning()); });
+    ASSERT_TRUE(soon([this] { return m_waits.arrived() == 1; }));
+    endCallback(); // The lock is free now, but the first has not gone on yet.
+    std::thread second([this] { EXPECT_FALSE(m_timer.isRunning()); });
+    EXPECT_TRUE(soon([this] { return m_waits.arrived() == 2; }));
+    m_waits.let(1);
+    first.join();
+    m_waits.let(2);
+    second.join();
+}
+
+TEST_F(TimerInItsCallback, isServedAgainByAPassThatWaitedLongerThanAStart)
+{
+    std::thread starter([this] { EXPECT_TRUE(m_timer.start()); });
+    ASSERT_TRUE(soon([this] { return m_waits.arrived() == 1; }));
+    std::thread server([this] { EXPECT_TRUE(pass()); });
+    ASSERT_TRUE(soon([this] { return m_waits.arrived() == 2; }));
+    endCallback();
+    EXPECT_EQ(m_receiver.calls(), 1);
+    m_waits.let(1);
+    starter.join();
+    m_waits.let(2);
+    server.join();
+    EXPECT_EQ(m_receiver.calls(), 2);
+    EXPECT_FALSE(m_timer.isRunning());
 }

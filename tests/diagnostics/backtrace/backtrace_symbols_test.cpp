@@ -1,5 +1,6 @@
 #include <gpal/backtrace.h>
 
+#include <climits>
 #include <cstdlib>
 #include <cstring>
 #include <gtest/gtest.h>
@@ -7,6 +8,7 @@
 #include <string>
 #include <vector>
 
+#include "support/soft_limit.h"
 #include "support/thread_calls.h"
 
 // Exported by the test program, so that the dynamic linker knows it by name.
@@ -128,6 +130,13 @@ TEST(BacktraceSymbols, areAnEmptyBlockForNoAddresses)
         ASSERT_NE(nullptr, texts);
         EXPECT_EQ(nullptr, texts.get()[0]);
     }
+}
+
+TEST(BacktraceSymbols, areNoneWithoutMemory)
+{
+    const support::SoftLimit noMore(RLIMIT_AS, 1);
+    void* addresses[] = {address(4)};
+    EXPECT_EQ(nullptr, get_backtrace_symbols(addresses, INT_MAX));
 }
 
 TEST(BacktraceSymbols, areNoneWithoutAddresses)

@@ -1,0 +1,68 @@
+// Which memory a walk reads.
+#include "diagnostics/thread_stack.h"
+
+#include <gtest/gtest.h>
+#include <sys/mman.h>
+#include <unistd.h>
+
+using gpal::detail::MemoryRange;
+
+namespace
+{
+
+/// Two pages side by side, of which the second can't be read at first.
+class TwoPages : public testing::Test
+{
+protected:
+    TwoPages()
+        : m_memory(mmap(nullptr, 2 * m_size, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS,
+                        -1, 0)),
+          m_first(reinterpret_cast<std::uintptr_t>(m_memory))
+    {
+        *reinterpret_cast<std::uintptr_t*>(m_first + m_size - sizeof m_first) = 17;
+        *reinterpret_cast<std::uintptr_t*>(m_first + m_size) = 18;
+        protectSecond(PROT_NONE);
+    }
+    ~TwoPages() override { munmap(m_memory, 2 * m_size); }
+
+    void protectSecond(int protection) const
+    {
+        EXPECT_EQ(0, mprotect(reinterpret_cast<void*>(m_first + m_size), m_size, protection));
+    }
+
+    const std::uintptr_t m_size = static_cast<std::uintptr_t>(sysconf(_SC_PAGESIZE));
+    void* const m_memory;
+    const std::uintptr_t m_first;
+    std::uintptr_t m_word = 0;
+};
+
+} // namespace
+
+TEST_F(TwoPages, areReadAsFarAsTheyCanBeRead)
+{
+    MemoryRange both(m_first, m_first + 2 * m_size);
+    EXPECT_TRUE(both.read(m_first + m_size - sizeof m_word, m_word));
+    EXPECT_EQ(17U, m_word);
+    EXPECT_FALSE(both.read(m_first + m_size, m_word));
+    EXPECT_EQ(17U, m_word) << "left as it was";
+}
+
+TEST_F(TwoPages, areAskedForOnceInAWalk)
+{
+    MemoryRange both(m_first, m_first + 2 * m_size);
+    EXPECT_FALSE(both.read(m_first + m_size, m_word));
+    protectSecond(PROT_READ);
+    EXPECT_FALSE(both.read(m_first + m_size, m_word)) << "the kernel has been asked already";
+    EXPECT_TRUE(MemoryRange(m_first, m_first + 2 * m_size).read(m_first + m_size, m_word));
+    EXPECT_EQ(18U, m_word);
+}
+
+TEST_F(TwoPages, areReadWithinTheRangeOnlyAndInWholeWords)
+{
+    MemoryRange first(m_first, m_first + m_size);
+    EXPECT_TRUE(first.read(m_first, m_word));
+    EXPECT_FALSE(first.read(m_first - sizeof m_word, m_word));
+    EXPECT_FALSE(first.read(m_first + 1, m_word));
+    protectSecond(PROT_READ);
+    EXPECT_FALSE(first.read(m_first + m_size, m_word));
+}
