@@ -91,8 +91,8 @@ void runAsWorkOf(const TimedThreadIfc& timedThread, RunnerIfc& work)
     work.run();
 }
 
-Loan::Loan(const TimedThreadIfc& lentTo, const Semaphore& lentLock)
-    : timedThread(&lentTo), lock(&lentLock), next(nullptr)
+Loan::Loan(const TimedThreadIfc& borrower, const Semaphore& lent)
+    : timedThread(&borrower), lock(&lent), next(nullptr)
 {
     locked(worksMutex, [this] {
         link(loans, *this);

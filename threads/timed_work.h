@@ -15,7 +15,7 @@ void runAsWorkOf(const TimedThreadIfc& timedThread, RunnerIfc& work);
 /// For a scope, whoever holds \p lock deletes \p timedThread: its thread goes about as if it held
 /// the lock itself, also when its work has not begun yet.
 struct Loan {
-    Loan(const TimedThreadIfc& timedThread, const Semaphore& lock);
+    Loan(const TimedThreadIfc& borrower, const Semaphore& lent);
     Loan(const Loan&) = delete;
     Loan& operator=(const Loan&) = delete;
     ~Loan();

@@ -18,27 +18,26 @@ namespace original
 {
 
 support::Replaceable<int(pthread_mutex_t*, const pthread_mutexattr_t*)>
-    pthread_mutex_init("pthread_mutex_init");
-support::Replaceable<int(pthread_mutex_t*)> pthread_mutex_destroy("pthread_mutex_destroy");
-support::Replaceable<int(pthread_mutex_t*)> pthread_mutex_lock("pthread_mutex_lock");
-support::Replaceable<int(pthread_mutex_t*)> pthread_mutex_trylock("pthread_mutex_trylock");
-support::Replaceable<int(pthread_mutex_t*)> pthread_mutex_unlock("pthread_mutex_unlock");
-support::Replaceable<int(pthread_cond_t*, const pthread_condattr_t*)>
-    pthread_cond_init("pthread_cond_init");
-support::Replaceable<int(pthread_cond_t*)> pthread_cond_destroy("pthread_cond_destroy");
-support::Replaceable<int(pthread_cond_t*, pthread_mutex_t*)> pthread_cond_wait("pthread_cond_wait");
+    mutexInit("pthread_mutex_init");
+support::Replaceable<int(pthread_mutex_t*)> mutexDestroy("pthread_mutex_destroy");
+support::Replaceable<int(pthread_mutex_t*)> mutexLock("pthread_mutex_lock");
+support::Replaceable<int(pthread_mutex_t*)> mutexTrylock("pthread_mutex_trylock");
+support::Replaceable<int(pthread_mutex_t*)> mutexUnlock("pthread_mutex_unlock");
+support::Replaceable<int(pthread_cond_t*, const pthread_condattr_t*)> condInit("pthread_cond_init");
+support::Replaceable<int(pthread_cond_t*)> condDestroy("pthread_cond_destroy");
+support::Replaceable<int(pthread_cond_t*, pthread_mutex_t*)> condWait("pthread_cond_wait");
 support::Replaceable<int(pthread_cond_t*, pthread_mutex_t*, const timespec*)>
-    pthread_cond_timedwait("pthread_cond_timedwait");
-support::Replaceable<int(pthread_cond_t*)> pthread_cond_signal("pthread_cond_signal");
-support::Replaceable<int(pthread_cond_t*)> pthread_cond_broadcast("pthread_cond_broadcast");
+    condTimedwait("pthread_cond_timedwait");
+support::Replaceable<int(pthread_cond_t*)> condSignal("pthread_cond_signal");
+support::Replaceable<int(pthread_cond_t*)> condBroadcast("pthread_cond_broadcast");
 support::Replaceable<int(pthread_t*, const pthread_attr_t*, void* (*)(void*), void*)>
-    pthread_create("pthread_create");
-support::Replaceable<int(pthread_t, void**)> pthread_join("pthread_join");
-support::Replaceable<int(pthread_t)> pthread_cancel("pthread_cancel");
-support::Replaceable<void()> pthread_testcancel("pthread_testcancel");
-support::Replaceable<int(int, int*)> pthread_setcancelstate("pthread_setcancelstate");
-support::Replaceable<pthread_t()> pthread_self("pthread_self");
-support::Replaceable<int(clockid_t, timespec*)> clock_gettime("clock_gettime");
+    create("pthread_create");
+support::Replaceable<int(pthread_t, void**)> join("pthread_join");
+support::Replaceable<int(pthread_t)> cancel("pthread_cancel");
+support::Replaceable<void()> testcancel("pthread_testcancel");
+support::Replaceable<int(int, int*)> setcancelstate("pthread_setcancelstate");
+support::Replaceable<pthread_t()> self("pthread_self");
+support::Replaceable<int(clockid_t, timespec*)> clockGettime("clock_gettime");
 support::Replaceable<int(timeval*, void*)> gettimeofday("gettimeofday");
 support::Replaceable<int(int, id_t, int)> setpriority("setpriority");
 
@@ -58,7 +57,7 @@ int pthread_mutex_init(pthread_mutex_t* mutex, const pthread_mutexattr_t* attrib
     if (searching() != nullptr) {
         searching()->initialise(mutex);
     }
-    return original::pthread_mutex_init.original(mutex, attributes);
+    return original::mutexInit.original(mutex, attributes);
 }
 
 int pthread_mutex_destroy(pthread_mutex_t* mutex) noexcept
@@ -67,7 +66,7 @@ int pthread_mutex_destroy(pthread_mutex_t* mutex) noexcept
         searching()->destroy(mutex, "destroys mutex");
         return 0;
     }
-    return original::pthread_mutex_destroy.original(mutex);
+    return original::mutexDestroy.original(mutex);
 }
 
 int pthread_mutex_lock(pthread_mutex_t* mutex) noexcept
@@ -76,7 +75,7 @@ int pthread_mutex_lock(pthread_mutex_t* mutex) noexcept
         searching()->lock(mutex);
         return 0;
     }
-    return original::pthread_mutex_lock.original(mutex);
+    return original::mutexLock.original(mutex);
 }
 
 int pthread_mutex_trylock(pthread_mutex_t* mutex) noexcept
@@ -84,7 +83,7 @@ int pthread_mutex_trylock(pthread_mutex_t* mutex) noexcept
     if (searching() != nullptr) {
         return searching()->tryLock(mutex) ? 0 : EBUSY;
     }
-    return original::pthread_mutex_trylock.original(mutex);
+    return original::mutexTrylock.original(mutex);
 }
 
 int pthread_mutex_unlock(pthread_mutex_t* mutex) noexcept
@@ -93,7 +92,7 @@ int pthread_mutex_unlock(pthread_mutex_t* mutex) noexcept
         searching()->unlock(mutex);
         return 0;
     }
-    return original::pthread_mutex_unlock.original(mutex);
+    return original::mutexUnlock.original(mutex);
 }
 
 int pthread_cond_init(pthread_cond_t* condition, const pthread_condattr_t* attributes) noexcept
@@ -101,7 +100,7 @@ int pthread_cond_init(pthread_cond_t* condition, const pthread_condattr_t* attri
     if (searching() != nullptr) {
         searching()->initialise(condition);
     }
-    return original::pthread_cond_init.original(condition, attributes);
+    return original::condInit.original(condition, attributes);
 }
 
 int pthread_cond_destroy(pthread_cond_t* condition) noexcept
@@ -110,7 +109,7 @@ int pthread_cond_destroy(pthread_cond_t* condition) noexcept
         searching()->destroy(condition, "destroys condition");
         return 0;
     }
-    return original::pthread_cond_destroy.original(condition);
+    return original::condDestroy.original(condition);
 }
 
 int pthread_cond_wait(pthread_cond_t* condition, pthread_mutex_t* mutex)
@@ -119,7 +118,7 @@ int pthread_cond_wait(pthread_cond_t* condition, pthread_mutex_t* mutex)
         searching()->wait(condition, mutex, nullptr);
         return 0;
     }
-    return original::pthread_cond_wait.original(condition, mutex);
+    return original::condWait.original(condition, mutex);
 }
 
 int pthread_cond_timedwait(pthread_cond_t* condition, pthread_mutex_t* mutex, const timespec* limit)
@@ -129,7 +128,7 @@ int pthread_cond_timedwait(pthread_cond_t* condition, pthread_mutex_t* mutex, co
             searching()->wait(condition, mutex, limit) == Scheduler::Woken::BY_SIGNAL;
         return inTime ? 0 : ETIMEDOUT;
     }
-    return original::pthread_cond_timedwait.original(condition, mutex, limit);
+    return original::condTimedwait.original(condition, mutex, limit);
 }
 
 int pthread_cond_signal(pthread_cond_t* condition) noexcept
@@ -138,7 +137,7 @@ int pthread_cond_signal(pthread_cond_t* condition) noexcept
         searching()->signal(condition, false);
         return 0;
     }
-    return original::pthread_cond_signal.original(condition);
+    return original::condSignal.original(condition);
 }
 
 int pthread_cond_broadcast(pthread_cond_t* condition) noexcept
@@ -147,7 +146,7 @@ int pthread_cond_broadcast(pthread_cond_t* condition) noexcept
         searching()->signal(condition, true);
         return 0;
     }
-    return original::pthread_cond_broadcast.original(condition);
+    return original::condBroadcast.original(condition);
 }
 
 int pthread_create(pthread_t* id, const pthread_attr_t* attributes, void* (*function)(void*),
@@ -158,7 +157,7 @@ int pthread_create(pthread_t* id, const pthread_attr_t* attributes, void* (*func
         searching()->step("has created a thread");
         return 0;
     }
-    return original::pthread_create.original(id, attributes, function, argument);
+    return original::create.original(id, attributes, function, argument);
 }
 
 int pthread_join(pthread_t id, void** result)
@@ -167,7 +166,7 @@ int pthread_join(pthread_t id, void** result)
         searching()->join(id);
         return 0;
     }
-    return original::pthread_join.original(id, result);
+    return original::join.original(id, result);
 }
 
 int pthread_cancel(pthread_t id)
@@ -176,7 +175,7 @@ int pthread_cancel(pthread_t id)
         searching()->cancel(id);
         return 0;
     }
-    return original::pthread_cancel.original(id);
+    return original::cancel.original(id);
 }
 
 void pthread_testcancel()
@@ -185,13 +184,13 @@ void pthread_testcancel()
         searching()->testCancel();
         return;
     }
-    original::pthread_testcancel.original();
+    original::testcancel.original();
 }
 
 int pthread_setcancelstate(int state, int* before)
 {
     if (searching() == nullptr) {
-        return original::pthread_setcancelstate.original(state, before);
+        return original::setcancelstate.original(state, before);
     }
     bool& can = searching()->current().canBeCancelled;
     if (before != nullptr) {
@@ -204,7 +203,7 @@ int pthread_setcancelstate(int state, int* before)
 pthread_t pthread_self() noexcept
 {
     return searching() != nullptr ? Scheduler::idOf(searching()->current())
-                                  : original::pthread_self.original();
+                                  : original::self.original();
 }
 
 int clock_gettime(clockid_t clock, timespec* time) noexcept
@@ -213,7 +212,7 @@ int clock_gettime(clockid_t clock, timespec* time) noexcept
         *time = searching()->now();
         return 0;
     }
-    return original::clock_gettime.original(clock, time);
+    return original::clockGettime.original(clock, time);
 }
 
 int gettimeofday(timeval* time, void* zone) noexcept

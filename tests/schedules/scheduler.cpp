@@ -17,30 +17,7 @@ constexpr std::int64_t START = 1000 * SECOND + SECOND / 4; // of the clock; no w
 
 } // namespace
 
-Scheduler* Scheduler::s_running = nullptr;
-
-int Choices::among(int count)
-{
-    if (count == 1) {
-        return 0;
-    }
-    if (m_next == m_choices.size()) {
-        m_choices.push_back({0, count});
-    }
-    return m_choices[m_next++].chosen;
-}
-
-bool Choices::advance()
-{
-    while (!m_choices.empty() && m_choices.back().chosen + 1 == m_choices.back().count) {
-        m_choices.pop_back();
-    }
-    if (m_choices.empty()) {
-        return false;
-    }
-    ++m_choices.back().chosen;
-    return true;
-}
+Scheduler* Scheduler::m_running = nullptr;
 
 Found Scheduler::search(const std::function<void()>& scenario)
 {
@@ -64,9 +41,9 @@ void Scheduler::runOnce(const std::function<void()>& scenario)
     m_spuriousWakeUps = m_bounds.spuriousWakeUps;
     m_now = START;
     m_current = &create(scenario);
-    s_running = this;
+    m_running = this;
     swapcontext(&m_outside, &m_current->context);
-    s_running = nullptr;
+    m_running = nullptr;
 }
 
 Scheduler::Controlled& Scheduler::create(std::function<void()> body)
@@ -123,8 +100,7 @@ void Scheduler::end()
     Controlled* const following = m_current->number == 0 ? nullptr : next();
     if (following == nullptr) {
         if (m_current->number == 0 && m_failure.empty()) {
-            const bool left = std::any_of(m_threads.begin(), m_threads.begin() + m_count,
-                                          [](auto& t) { return t.wish != Wish::ENDED; });
+            const bool left = isAny([](const Controlled& t) { return t.wish != Wish::ENDED; });
             m_failure = left ? "the scenario ends before its threads\n" + shown() : "";
         }
         setcontext(&m_outside);
@@ -373,12 +349,10 @@ void Scheduler::initialise(const void* object)
 void Scheduler::destroy(const void* object, const char* call)
 {
     pass(Wish::RUN, call, object);
-    const bool isInUse =
-        mutexAt(object).owner != nullptr ||
-        std::any_of(m_threads.begin(), m_threads.begin() + m_count, [=](const Controlled& thread) {
-            return (thread.wish == Wish::SIGNAL && thread.condition == object) ||
-                   (thread.wish == Wish::LOCK && thread.mutex == object);
-        });
+    const bool isInUse = mutexAt(object).owner != nullptr || isAny([=](const Controlled& thread) {
+                             return (thread.wish == Wish::SIGNAL && thread.condition == object) ||
+                                    (thread.wish == Wish::LOCK && thread.mutex == object);
+                         });
     if (isInUse) {
         fail("something is destroyed that is in use");
     }
@@ -432,55 +406,6 @@ std::string Scheduler::shown()
         text += "\n";
     }
     return text;
-}
-
-Found search(const std::function<void()>& scenario, const Bounds& bounds)
-{
-    return Scheduler(bounds).search(scenario);
-}
-
-Bounds usualBounds(int preemptions)
-{
-    Bounds bounds;
-    bounds.preemptions = preemptions;
-    if (const char* wanted = std::getenv("GPAL_SCHEDULE_PREEMPTIONS"); wanted != nullptr) {
-        bounds.preemptions = std::atoi(wanted);
-    }
-    return bounds;
-}
-
-Thread start(std::function<void()> body)
-{
-    return Scheduler::idOf(Scheduler::running()->create(std::move(body)));
-}
-
-void rest()
-{
-    Scheduler::running()->rest();
-}
-
-bool isStuck(Thread thread)
-{
-    return Scheduler::running()->byId(thread).wish != Scheduler::Wish::ENDED;
-}
-
-void dismiss(Thread thread)
-{
-    Scheduler::running()->cancel(thread);
-    Scheduler::running()->join(thread);
-}
-
-void step()
-{
-    Scheduler::running()->step("takes a step");
-}
-
-void require(bool condition, const char* what)
-{
-    if (!condition) {
-        Scheduler::running()->fail(what);
-        Scheduler::running()->step("has failed");
-    }
 }
 
 } // namespace schedules

@@ -3,6 +3,8 @@
 #ifndef GPAL_TESTS_SCHEDULES_SCHEDULER_H
 #define GPAL_TESTS_SCHEDULES_SCHEDULER_H
 
+#include <algorithm>
+#include <cstddef>
 #include <cstdint>
 #include <deque>
 #include <functional>
@@ -69,7 +71,7 @@ public:
     Found search(const std::function<void()>& scenario);
 
     /// The search that is going on, if any.
-    static Scheduler* running() { return s_running; }
+    static Scheduler* running() { return m_running; }
 
     // Called by the threads of the scenario. Those that take a mutex or condition name it in
     // schedules by its number in order of appearance.
@@ -129,13 +131,19 @@ private:
     void collectActions();
     bool canGoOn(const Controlled& thread) const;
     void wake(Controlled& thread, Woken how, const char* why);
+    template <typename Condition>
+    bool isAny(Condition condition) const
+    {
+        const auto end = m_threads.begin() + static_cast<std::ptrdiff_t>(m_count);
+        return std::any_of(m_threads.begin(), end, condition);
+    }
     Mutex& mutexAt(const void* address);
     void own(const void* mutex);
     int numberOf(const void* object);
     void log(int thread, const char* what, const void* object = nullptr);
     std::string shown();
 
-    static Scheduler* s_running;
+    static Scheduler* m_running;
 
     Bounds m_bounds;
     Choices m_choices;

@@ -67,6 +67,20 @@ TEST(TimedThreadSchedules, workIsDoneOrTheTimeIsUp)
     });
 }
 
+TEST(TimedThreadSchedules, workWithoutLimitIsWaitedFor)
+{
+    expectHolds([] {
+        Factory factory;
+        Work work;
+        TimedThreadIfc* const timed = factory.make(&work);
+        const Thread client = start(
+            [&] { require(timed->runForAMaximumOf(-1) == 1 && work.isDone(), "done too early"); });
+        rest();
+        requireEnded({client});
+        factory.deleteAll();
+    });
+}
+
 TEST(TimedThreadSchedules, forcedEndLetsTheClientGo)
 {
     expectHolds([] {
