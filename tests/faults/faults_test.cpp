@@ -44,7 +44,7 @@ private:
     /// Returns in how many ways the call that was struck can be struck; 0: there was none.
     int strikeAt(const Plan& plan);
 
-    support::TemporaryDirectory m_directory;
+    support::TemporaryDirectory m_directory{"/dev/shm"}; // in memory: files are made a lot
 };
 
 int Struck::strikeAt(const Plan& plan)
