@@ -9,6 +9,7 @@
 #include "faults/call_table.h"
 #include "support/observed.h"
 #include "support/temporary_directory.h"
+#include "support/thread_sanitizer.h"
 
 using faults::Plan;
 using faults::Scenario;
@@ -30,6 +31,9 @@ class Struck : public testing::TestWithParam<Scenario>
 protected:
     void SetUp() override
     {
+        if (support::UNDER_THREAD_SANITIZER) {
+            GTEST_SKIP() << "the sanitizer makes some of the calls itself, where it is not ready";
+        }
         m_place.directory = m_directory.path();
         faults::watchCalls(m_place.directory);
         faults::warmUp(GetParam(), m_place);
@@ -44,7 +48,7 @@ private:
     /// Returns in how many ways the call that was struck can be struck; 0: there was none.
     int strikeAt(const Plan& plan);
 
-    support::TemporaryDirectory m_directory;
+    support::TemporaryDirectory m_directory{"/dev/shm"}; // in memory: files are made a lot
 };
 
 int Struck::strikeAt(const Plan& plan)

@@ -3,6 +3,7 @@
 #ifndef GPAL_TESTS_FAULTS_SCENARIO_H
 #define GPAL_TESTS_FAULTS_SCENARIO_H
 
+#include <ostream>
 #include <pthread.h>
 #include <string>
 #include <vector>
@@ -41,6 +42,12 @@ struct Scenario {
     /// How many threads the C library itself keeps afterwards.
     int threadsKept = 0;
 };
+
+/// GoogleTest shows a scenario by its name.
+inline void PrintTo(const Scenario& scenario, std::ostream* output) // NOLINT: its name for it
+{
+    *output << scenario.name;
+}
 
 extern const std::vector<Scenario> THREAD_SCENARIOS;
 extern const std::vector<Scenario> FILE_SCENARIOS;

@@ -16,10 +16,10 @@ namespace support
 class TemporaryDirectory
 {
 public:
-    TemporaryDirectory()
+    explicit TemporaryDirectory(const std::string& parent = "/tmp")
+        : m_path(parent + "/gpal-test-XXXXXX")
     {
-        char name[] = "/tmp/gpal-test-XXXXXX";
-        m_path = mkdtemp(name);
+        mkdtemp(m_path.data());
     }
     TemporaryDirectory(const TemporaryDirectory&) = delete;
     TemporaryDirectory& operator=(const TemporaryDirectory&) = delete;
