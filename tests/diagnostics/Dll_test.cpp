@@ -6,6 +6,7 @@
 #include <type_traits>
 
 #include "library_hooks.h"
+#include "support/c_library.h"
 #include "support/ipc_calls.h"
 #include "support/plain_thread.h"
 #include "support/private_mounts.h"
@@ -16,7 +17,6 @@ namespace
 namespace calls = support::calls;
 using support::PlainThread;
 using support::Replacement;
-using testing::HasSubstr;
 using testing::IsNull;
 using testing::NotNull;
 using testing::StrEq;
@@ -31,6 +31,26 @@ bool isLoaded(const char* library)
         dlclose(handle);
     }
     return handle != nullptr;
+}
+
+/// What the loader has to say of a library that it can't load. How much of it is told differs
+/// between C libraries, some name neither file nor symbol.
+std::string textOfLoading(const char* library)
+{
+    dlopen(library, RTLD_LAZY | RTLD_GLOBAL);
+    return dlerror();
+}
+
+/// What it has to say of a symbol that a library does not have.
+std::string textOfMissing(const char* symbol, const char* library)
+{
+    void* const handle = dlopen(library, RTLD_LAZY);
+    dlerror();
+    dlsym(handle, symbol);
+    const char* const text = dlerror();
+    const std::string copy = text != nullptr ? text : "";
+    dlclose(handle);
+    return copy;
 }
 
 /// The number that a function of a library gives.
@@ -192,7 +212,7 @@ TEST_F(DllTest, missingSymbolIsNullWithTheLoadersText)
 {
     Dll dll(LIBRARY_BASE);
     EXPECT_THAT(dll.symbol("question"), IsNull());
-    EXPECT_THAT(dll.error(), HasSubstr("question"));
+    EXPECT_THAT(dll.error(), StrEq(textOfMissing("question", LIBRARY_BASE)));
     EXPECT_THAT(dll.error(), StrEq(dll.error()));
 }
 
@@ -210,11 +230,14 @@ TEST_F(DllTest, eachFailureHasItsOwnText)
     Dll dll(LIBRARY_BASE);
     dll.symbol("question");
     dll.symbol("riddle");
-    EXPECT_THAT(dll.error(), HasSubstr("riddle"));
+    EXPECT_THAT(dll.error(), StrEq(textOfMissing("riddle", LIBRARY_BASE)));
 }
 
 TEST_F(DllTest, symbolWhoseAddressIsNullIsAFailureWithoutText)
 {
+    GPAL_SKIP_BECAUSE(textOfMissing("atAddressNull", LIBRARY_BASE).empty()
+                          ? ""
+                          : "the loader takes a symbol at address null for a missing one");
     Dll dll(LIBRARY_BASE);
     dlerror(); // nothing is left of earlier failures
     EXPECT_THAT(dll.symbol("atAddressNull"), IsNull());
@@ -225,21 +248,21 @@ TEST_F(DllTest, missingLibraryIsNullWithTheLoadersText)
 {
     Dll dll(MISSING);
     EXPECT_THAT(testAccessOnly_GetHandle(&dll), IsNull());
-    EXPECT_THAT(dll.error(), HasSubstr(MISSING));
+    EXPECT_THAT(dll.error(), StrEq(textOfLoading(MISSING)));
 }
 
 TEST_F(DllTest, libraryThatNeedsAMissingOneIsNotLoaded)
 {
     Dll dll(LIBRARY_ORPHAN);
     EXPECT_THAT(testAccessOnly_GetHandle(&dll), IsNull());
-    EXPECT_THAT(dll.error(), HasSubstr("libgpalTestBase"));
+    EXPECT_THAT(dll.error(), StrEq(textOfLoading(LIBRARY_ORPHAN)));
 }
 
 TEST_F(DllTest, symbolOfALibraryThatDidNotLoadFailsWithTheLoadersText)
 {
     Dll dll(MISSING);
     EXPECT_THAT(dll.symbol("answer"), IsNull());
-    EXPECT_THAT(dll.error(), HasSubstr(MISSING));
+    EXPECT_THAT(dll.error(), StrEq(textOfLoading(MISSING)));
 }
 
 TEST_F(DllTest, symbolOfALibraryThatDidNotLoadIsNotLookedForInTheProgram)
@@ -247,16 +270,17 @@ TEST_F(DllTest, symbolOfALibraryThatDidNotLoadIsNotLookedForInTheProgram)
     Dll dll(MISSING);
     EXPECT_THAT(dll.symbol("whileLoading"), IsNull()); // one of the program's
     EXPECT_THAT(dll.symbol("malloc"), IsNull());
-    EXPECT_THAT(dll.error(), HasSubstr(MISSING));
+    EXPECT_THAT(dll.error(), StrEq(textOfLoading(MISSING)));
 }
 
 TEST_F(DllTest, symbolOfALibraryThatDidNotLoadAsksTheLoaderNothing)
 {
     Dll dll(MISSING);
+    const std::string ofAnother = textOfLoading("/nowhere/libother.so");
     // What the loader has to say about this one is still there afterwards.
     dlopen("/nowhere/libother.so", RTLD_LAZY);
     dll.symbol("answer");
-    EXPECT_THAT(dlerror(), HasSubstr("/nowhere/libother.so"));
+    EXPECT_THAT(dlerror(), StrEq(ofAnother));
 }
 
 TEST_F(DllTest, cancelledThreadFinishesLoadingAndUnloading)
