@@ -62,7 +62,7 @@ std::string possessions()
 template <typename Action>
 void expectNothingLostBy(Action action)
 {
-    for (int i = 0; i < 5; ++i) {
+    for (int i = 0; i < 20; ++i) {
         action();
         possessions();
     }

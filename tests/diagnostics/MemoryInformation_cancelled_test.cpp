@@ -5,6 +5,7 @@
 
 #include <cstdio>
 #include <fcntl.h>
+#include <filesystem>
 #include <gmock/gmock.h>
 #include <string>
 #include <sys/resource.h>
@@ -37,7 +38,10 @@ std::string askOnThread(const std::string& file, const std::function<void(PlainT
     thread.join();
     const bool closed = support::lowestFreeDescriptor() == free;
     return std::string(thread.wasCancelled() ? "cancelled" : "ended") +
-           (closed ? "" : ", a descriptor is left");
+           (closed ? ""
+                   : ", left open: " +
+                         std::filesystem::read_symlink("/proc/self/fd/" + std::to_string(free))
+                             .string());
 }
 
 } // namespace

@@ -121,9 +121,14 @@ inline bool unwindsOutOfPrints()
         std::fprintf(stream, "%s\n", pipe.path().c_str());
     });
     thread.cancelOnceItBlocks();
-    __fpurge(stream);
-    std::fclose(stream);
-    return unwound;
+    // Where its lock is lost with the thread, nobody can close it any more.
+    const bool closable = ftrylockfile(stream) == 0;
+    if (closable) {
+        funlockfile(stream);
+        __fpurge(stream);
+        std::fclose(stream);
+    }
+    return unwound && closable;
 }
 
 } // namespace support
