@@ -9,6 +9,7 @@
 #include <gmock/gmock.h>
 #include <string>
 #include <sys/resource.h>
+#include <syslog.h>
 #include <unistd.h>
 
 #include "forked.h"
@@ -29,6 +30,7 @@ using support::Replacement;
 /// how the thread ended, and whether a descriptor is left.
 std::string askOnThread(const std::string& file, const std::function<void(PlainThread&)>& cancel)
 {
+    openlog(nullptr, LOG_NDELAY, LOG_USER); // which the C library would open for the first line
     const int free = support::lowestFreeDescriptor();
     PlainThread thread([&file] {
         MemoryInformation().getAllMemoryInfo(file);
