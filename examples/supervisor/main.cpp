@@ -1,6 +1,7 @@
 /// \file
 /// A program that keeps another one running, through the layer's processes, record storage and
 /// archives. `--help` says what it does; supervisor.h is the place to start reading.
+#include <cstdio>
 #include <exception>
 #include <iostream>
 #include <stdexcept>
@@ -27,7 +28,7 @@ int supervise(const supervisor::Options& options)
     if (signalNumber != 0) {
         return ENDED_BY_SIGNAL + signalNumber;
     }
-    if (!std::cout) {
+    if (!std::cout || std::ferror(stdout) != 0) {
         throw std::runtime_error("cannot write to standard output");
     }
     return DONE;

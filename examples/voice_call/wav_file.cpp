@@ -215,9 +215,11 @@ WavOutput::WavOutput(std::string path)
 void WavOutput::write(const WavAudio& audio)
 {
     const Bytes bytes = formatWav(audio);
-    const bool written = std::fwrite(bytes.data(), 1, bytes.size(), m_file.get()) == bytes.size();
+    // What did not fit on the disk may show only in flushing, and then perhaps only in the stream's
+    // state.
+    const bool written = std::fwrite(bytes.data(), 1, bytes.size(), m_file.get()) == bytes.size() &&
+                         std::fflush(m_file.get()) == 0 && std::ferror(m_file.get()) == 0;
     const int writeError = errno;
-    // What did not fit on the disk may show only now.
     const bool closed = std::fclose(m_file.release()) == 0;
     if (!written || !closed) {
         throw WavError("cannot write " + m_path + ": " +

@@ -3,6 +3,7 @@
 
 #include <filesystem>
 #include <string>
+#include <syslog.h>
 
 #include <gmock/gmock.h>
 
@@ -105,6 +106,7 @@ TEST_F(Password, ofNobodyIsTheScriptsFailureOfWhichNothingIsSaid)
 
 TEST_F(Password, withoutAScriptLeavesTwoLinesInTheDevicesLog)
 {
+    openlog("device_test", 0, LOG_USER); // not every C library knows the program's name by itself
     std::filesystem::remove(SET);
     m_manager.setPasswd("guest", "secret");
     const std::string error =

@@ -3,6 +3,7 @@
 
 #include <string>
 #include <sys/types.h>
+#include <syslog.h>
 #include <unistd.h>
 
 #include <gtest/gtest.h>
@@ -20,6 +21,7 @@ using SystemLog = devicetest::OnTheDevice;
 
 TEST_F(SystemLog, showsEachSeverityWithTheTextAsFormattedAndNothingBeside)
 {
+    openlog("device_test", 0, LOG_USER); // not every C library knows the program's name by itself
     const std::string mark = "number " + std::to_string(getpid());
     syslogger_emergency("%s: %d%%", mark.c_str(), 1);
     syslogger_error("%s: %d%%", mark.c_str(), 2);

@@ -6,6 +6,7 @@
 #include <type_traits>
 
 #include "library_hooks.h"
+#include "support/c_library.h"
 #include "support/ipc_calls.h"
 #include "support/plain_thread.h"
 #include "support/private_mounts.h"
@@ -31,6 +32,32 @@ bool isLoaded(const char* library)
         dlclose(handle);
     }
     return handle != nullptr;
+}
+
+/// What the loader has to say of a library that it can't load. How much of it is told differs
+/// between C libraries, some name neither file nor symbol.
+std::string textOfLoading(const char* library)
+{
+    dlopen(library, RTLD_LAZY | RTLD_GLOBAL);
+    return dlerror();
+}
+
+/// A library's name as it stands in what the loader says: "" where that names none.
+std::string asFarAsNamed(const char* library)
+{
+    return textOfLoading(MISSING).find(MISSING) != std::string::npos ? library : "";
+}
+
+/// What it has to say of a symbol that a library does not have.
+std::string textOfMissing(const char* symbol, const char* library)
+{
+    void* const handle = dlopen(library, RTLD_LAZY);
+    dlerror();
+    dlsym(handle, symbol);
+    const char* const text = dlerror();
+    const std::string copy = text != nullptr ? text : "";
+    dlclose(handle);
+    return copy;
 }
 
 /// The number that a function of a library gives.
@@ -192,7 +219,7 @@ TEST_F(DllTest, missingSymbolIsNullWithTheLoadersText)
 {
     Dll dll(LIBRARY_BASE);
     EXPECT_THAT(dll.symbol("question"), IsNull());
-    EXPECT_THAT(dll.error(), HasSubstr("question"));
+    EXPECT_THAT(dll.error(), StrEq(textOfMissing("question", LIBRARY_BASE)));
     EXPECT_THAT(dll.error(), StrEq(dll.error()));
 }
 
@@ -210,11 +237,14 @@ TEST_F(DllTest, eachFailureHasItsOwnText)
     Dll dll(LIBRARY_BASE);
     dll.symbol("question");
     dll.symbol("riddle");
-    EXPECT_THAT(dll.error(), HasSubstr("riddle"));
+    EXPECT_THAT(dll.error(), StrEq(textOfMissing("riddle", LIBRARY_BASE)));
 }
 
 TEST_F(DllTest, symbolWhoseAddressIsNullIsAFailureWithoutText)
 {
+    GPAL_SKIP_BECAUSE(textOfMissing("atAddressNull", LIBRARY_BASE).empty()
+                          ? ""
+                          : "the loader takes a symbol at address null for a missing one");
     Dll dll(LIBRARY_BASE);
     dlerror(); // nothing is left of earlier failures
     EXPECT_THAT(dll.symbol("atAddressNull"), IsNull());
@@ -225,21 +255,21 @@ TEST_F(DllTest, missingLibraryIsNullWithTheLoadersText)
 {
     Dll dll(MISSING);
     EXPECT_THAT(testAccessOnly_GetHandle(&dll), IsNull());
-    EXPECT_THAT(dll.error(), HasSubstr(MISSING));
+    EXPECT_THAT(dll.error(), StrEq(textOfLoading(MISSING)));
 }
 
 TEST_F(DllTest, libraryThatNeedsAMissingOneIsNotLoaded)
 {
     Dll dll(LIBRARY_ORPHAN);
     EXPECT_THAT(testAccessOnly_GetHandle(&dll), IsNull());
-    EXPECT_THAT(dll.error(), HasSubstr("libgpalTestBase"));
+    EXPECT_THAT(dll.error(), HasSubstr(asFarAsNamed("libgpalTestBase")));
 }
 
 TEST_F(DllTest, symbolOfALibraryThatDidNotLoadFailsWithTheLoadersText)
 {
     Dll dll(MISSING);
     EXPECT_THAT(dll.symbol("answer"), IsNull());
-    EXPECT_THAT(dll.error(), HasSubstr(MISSING));
+    EXPECT_THAT(dll.error(), StrEq(textOfLoading(MISSING)));
 }
 
 TEST_F(DllTest, symbolOfALibraryThatDidNotLoadIsNotLookedForInTheProgram)
@@ -247,16 +277,17 @@ TEST_F(DllTest, symbolOfALibraryThatDidNotLoadIsNotLookedForInTheProgram)
     Dll dll(MISSING);
     EXPECT_THAT(dll.symbol("whileLoading"), IsNull()); // one of the program's
     EXPECT_THAT(dll.symbol("malloc"), IsNull());
-    EXPECT_THAT(dll.error(), HasSubstr(MISSING));
+    EXPECT_THAT(dll.error(), StrEq(textOfLoading(MISSING)));
 }
 
 TEST_F(DllTest, symbolOfALibraryThatDidNotLoadAsksTheLoaderNothing)
 {
     Dll dll(MISSING);
+    const std::string ofAnother = textOfLoading("/nowhere/libother.so");
     // What the loader has to say about this one is still there afterwards.
     dlopen("/nowhere/libother.so", RTLD_LAZY);
     dll.symbol("answer");
-    EXPECT_THAT(dlerror(), HasSubstr("/nowhere/libother.so"));
+    EXPECT_THAT(dlerror(), StrEq(ofAnother));
 }
 
 TEST_F(DllTest, cancelledThreadFinishesLoadingAndUnloading)

@@ -5,9 +5,11 @@
 
 #include <cstdio>
 #include <fcntl.h>
+#include <filesystem>
 #include <gmock/gmock.h>
 #include <string>
 #include <sys/resource.h>
+#include <syslog.h>
 #include <unistd.h>
 
 #include "forked.h"
@@ -28,6 +30,7 @@ using support::Replacement;
 /// how the thread ended, and whether a descriptor is left.
 std::string askOnThread(const std::string& file, const std::function<void(PlainThread&)>& cancel)
 {
+    openlog(nullptr, LOG_NDELAY, LOG_USER); // which the C library would open for the first line
     const int free = support::lowestFreeDescriptor();
     PlainThread thread([&file] {
         MemoryInformation().getAllMemoryInfo(file);
@@ -37,7 +40,10 @@ std::string askOnThread(const std::string& file, const std::function<void(PlainT
     thread.join();
     const bool closed = support::lowestFreeDescriptor() == free;
     return std::string(thread.wasCancelled() ? "cancelled" : "ended") +
-           (closed ? "" : ", a descriptor is left");
+           (closed ? ""
+                   : ", left open: " +
+                         std::filesystem::read_symlink("/proc/self/fd/" + std::to_string(free))
+                             .string());
 }
 
 } // namespace

@@ -6,6 +6,7 @@
 #include <gpal/Threader.h>
 #include <gpal/Wait.h>
 
+#include <algorithm>
 #include <atomic>
 #include <cstdlib>
 #include <cstring>
@@ -59,12 +60,11 @@ void given(void* block)
 
 } // namespace
 
-// The C library's own, under the names that they have there for programs that replace them.
+// The C library's own, under the names that they have there for programs that replace them. Its
+// other functions may go by these or not.
 extern "C" {
 
 void* __libc_malloc(std::size_t size);
-void* __libc_calloc(std::size_t count, std::size_t size);
-void* __libc_realloc(void* block, std::size_t size);
 void __libc_free(void* block);
 
 void* malloc(std::size_t size) noexcept
@@ -75,14 +75,19 @@ void* malloc(std::size_t size) noexcept
 // NOLINTNEXTLINE(readability-inconsistent-declaration-parameter-name)
 void* calloc(std::size_t count, std::size_t size) noexcept
 {
-    return taken(__libc_calloc(1, count * size + sizeof(Note)), count * size);
+    void* const block = malloc(count * size);
+    return block != nullptr ? std::memset(block, 0, count * size) : nullptr;
 }
 
 // NOLINTNEXTLINE(readability-inconsistent-declaration-parameter-name)
 void* realloc(void* block, std::size_t size) noexcept
 {
-    given(block);
-    return taken(__libc_realloc(block, size + sizeof(Note)), size);
+    void* const moved = malloc(size);
+    if (moved != nullptr && block != nullptr) {
+        std::memcpy(moved, block, std::min(size, malloc_usable_size(block)));
+        free(block);
+    }
+    return moved;
 }
 
 // NOLINTNEXTLINE(readability-inconsistent-declaration-parameter-name)

@@ -2,7 +2,7 @@
 # Lets gdb look at a program, and compares what it says with a transcript:
 #
 #     debugger_test.sh WAY TRANSCRIPT BUILD GDB PROGRAM [ARGUMENT...]
-#     debugger_test.sh core-file TRANSCRIPT BUILD GDB PROGRAM CORE
+#     debugger_test.sh core-file TRANSCRIPT BUILD GDB PROGRAM CORE LIBRARIES
 #
 # WAY is how gdb comes to the program's state: "live", it runs it; "core", it wrote a core file of it;
 # "stub", through the emulator's stub (EMULATOR); "emulators-core", the emulator wrote a core file; "file",
@@ -53,7 +53,7 @@ stub)
     debug -ex "target remote $work/stub" -ex "break $stop" -ex continue -ex up -x "$ask" "$program"
     ;;
 core-file)
-    debug -x "$ask" "$program" "$2"
+    debug -iex "set solib-search-path $3" -x "$ask" "$program" "$2"
     ;;
 file)
     debug -x "$script" -x "$ask" "$program"

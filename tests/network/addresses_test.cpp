@@ -8,6 +8,7 @@
 
 #include <gtest/gtest.h>
 
+#include "support/c_library.h"
 #include "support/network_calls.h"
 #include "support/observed.h"
 
@@ -112,6 +113,11 @@ TEST(IPv4Address, isConvertedToNetworkOrder)
 {
     EXPECT_EQ(NetworkUtils::stringIPAddressToInt("192.0.2.1"), htonl(0xC0000201));
     EXPECT_EQ(NetworkUtils::stringIPAddressToInt("255.255.255.255"), 0xFFFFFFFFu);
+}
+
+TEST(IPv4Address, mayBeWrittenInShortAndInHexadecimal)
+{
+    GPAL_SKIP_BECAUSE(support::whyNoShortAddresses());
     EXPECT_EQ(NetworkUtils::stringIPAddressToInt("0xC0.513"), htonl(0xC0000201));
 }
 

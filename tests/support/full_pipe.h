@@ -6,6 +6,7 @@
 #include <cstdio>
 #include <fcntl.h>
 #include <iostream>
+#include <memory>
 #include <stdio_ext.h>
 #include <string>
 #include <sys/stat.h>
@@ -112,17 +113,25 @@ inline bool unwindsOutOfPrints()
     const FullPipe pipe(directory.path("pipe"));
     std::FILE* const stream = std::fopen(pipe.path().c_str(), "w");
     std::setvbuf(stream, nullptr, _IONBF, 0);
+    const auto close = [](std::FILE* open) {
+        __fpurge(open);
+        std::fclose(open);
+    };
     bool unwound = false;
     PlainThread thread([&] {
-        struct NoteUnwinding {
-            ~NoteUnwinding() { m_unwound = true; }
-            bool& m_unwound;
-        } const noteUnwinding{unwound};
+        // Some C libraries leave the stream to the thread that was cancelled: it alone can close
+        // it.
+        const auto noteUnwinding = [&](std::FILE* open) {
+            close(open);
+            unwound = true;
+        };
+        const std::unique_ptr<std::FILE, decltype(noteUnwinding)> closing(stream, noteUnwinding);
         std::fprintf(stream, "%s\n", pipe.path().c_str());
     });
     thread.cancelOnceItBlocks();
-    __fpurge(stream);
-    std::fclose(stream);
+    if (!unwound) {
+        close(stream);
+    }
     return unwound;
 }
 

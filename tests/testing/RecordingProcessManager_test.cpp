@@ -1,6 +1,8 @@
 // What the layer tells its process manager, written down.
 #include <csignal>
 #include <string>
+#include <sys/syscall.h>
+#include <unistd.h>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -9,8 +11,6 @@
 #include <gpal/ProcessTypeString.h>
 #include <gpal/testing/RecordingProcessManager.h>
 #include <gpal/Threader.h>
-
-#include "support/kernel_id.h"
 
 namespace
 {
@@ -22,7 +22,7 @@ using testing::ElementsAre;
 class VoiceThread : public Threadable
 {
 public:
-    void run() override { kernelId = support::ownKernelId(); }
+    void run() override { kernelId = static_cast<int>(syscall(SYS_gettid)); }
     int getThreadPriorityForPlatform() override { return GPAL_THREAD_PRIORITY_VOICE; }
     int kernelId = 0;
 };

@@ -1,0 +1,50 @@
+/// \file
+/// What C libraries differ in, found out by a look at the one that the program runs with. Each look
+/// gives "" where the C library can do it, and otherwise says what it can't.
+#ifndef GPAL_TESTS_SUPPORT_C_LIBRARY_H
+#define GPAL_TESTS_SUPPORT_C_LIBRARY_H
+
+#include <arpa/inet.h>
+#include <dlfcn.h>
+#include <string>
+
+namespace support
+{
+
+inline bool exports(const char* symbol)
+{
+    return dlsym(RTLD_DEFAULT, symbol) != nullptr;
+}
+
+/// Where system calls are made in functions that the loader knows, walks go on from there.
+inline std::string whyWaitsHaveNoName()
+{
+    return exports("__mips_syscall6") ? "" : "the C library waits in functions that have no names";
+}
+
+inline std::string whyNoShortAddresses()
+{
+    in_addr address{};
+    return inet_aton("127.1", &address) != 0 ? "" : "the C library takes four decimal numbers only";
+}
+
+inline std::string whyNoAddressIsUnknown()
+{
+    Dl_info found{};
+    return dladdr(reinterpret_cast<void*>(-1L), &found) == 0
+               ? ""
+               : "the loader takes all that is behind a module for a part of it";
+}
+
+} // namespace support
+
+/// Skips a test for the reason that a look gives, if it gives one.
+#define GPAL_SKIP_BECAUSE(reason)                                                                  \
+    do {                                                                                           \
+        const std::string whyNot = (reason);                                                       \
+        if (!whyNot.empty()) {                                                                     \
+            GTEST_SKIP() << whyNot;                                                                \
+        }                                                                                          \
+    } while (false)
+
+#endif
