@@ -15,7 +15,6 @@
 #include <gmock/gmock.h>
 
 #include "support/observed.h"
-#include "support/temporary_directory.h"
 
 using support::eventually;
 using testing::HasSubstr;
@@ -60,7 +59,8 @@ int tasksOfThreadsOf(const std::string& process)
     const auto program = std::filesystem::read_symlink("/proc/self/exe", gone);
     for (const auto& entry : std::filesystem::directory_iterator("/proc")) {
         const std::string number = entry.path().filename();
-        const std::string status = support::contentOf(entry.path() / "status");
+        std::string status;
+        std::getline(std::ifstream(entry.path() / "status"), status, '\0');
         if (status.find("\nPPid:\t" + process + "\n") != std::string::npos &&
             std::filesystem::read_symlink(entry.path() / "exe", gone) == program) {
             tasks += tasksOf(number) + tasksOfThreadsOf(number);
