@@ -13,6 +13,7 @@
 #include "base/errno_kept.h"
 #include "cancelled.h"
 
+using gpal::detail::cancellably;
 using gpal::detail::DestroyedIfCancelled;
 using gpal::detail::ErrnoKept;
 using gpal::detail::runCommand;
@@ -117,7 +118,7 @@ bool MemberList::create()
 
 bool MemberList::add(const char* member)
 {
-    if (fprintf(m_stream, "%s\n", member) < 0) {
+    if (cancellably([=] { return fprintf(m_stream, "%s\n", member); }) < 0) {
         logFailure("fprintf", m_name, errno);
         return false;
     }
@@ -127,11 +128,11 @@ bool MemberList::add(const char* member)
 bool MemberList::finish()
 {
     // Small C libraries flush successfully what they have lost already, and close it so too.
-    if (fflush(m_stream) != 0 || ferror(m_stream) != 0) {
+    if (cancellably([this] { return fflush(m_stream); }) != 0 || ferror(m_stream) != 0) {
         logFailure("fflush", m_name, errno);
         return false;
     }
-    if (fsync(m_descriptor) != 0) {
+    if (cancellably([this] { return fsync(m_descriptor); }) != 0) {
         logFailure("fsync", m_name, errno);
         return false;
     }

@@ -12,6 +12,7 @@
 
 using gpal::detail::DestroyedIfCancelled;
 using gpal::detail::locked;
+using gpal::detail::timedWait;
 
 namespace
 {
@@ -201,8 +202,7 @@ bool Semaphore::waitForSignal(int timeoutMs)
     if (timeoutMs == WITHOUT_LIMIT) {
         return pthread_cond_wait(&m_available, &m_stateMutex) != ETIMEDOUT;
     }
-    const timespec deadline = wallClockIn(timeoutMs);
-    return pthread_cond_timedwait(&m_available, &m_stateMutex, &deadline) != ETIMEDOUT;
+    return timedWait(m_available, m_stateMutex, wallClockIn(timeoutMs)) != ETIMEDOUT;
 }
 
 int Semaphore::give()

@@ -55,6 +55,7 @@ osPOSIXTimer::osPOSIXTimer(timeAble* callback, int intervalMs, osTimerIfc* owner
     m_event.sigev_notify = SIGEV_THREAD;
     m_event.sigev_notify_function = timerEventNotify;
     m_event.sigev_notify_attributes = nullptr;
+    errno = ENOTSUP; // a C library without notification threads does not say why it fails
     if (!succeeded(timer_create(CLOCK_REALTIME, &m_event, &m_timerId), "timer_create")) {
         m_timerId = nullptr;
     }

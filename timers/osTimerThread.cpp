@@ -196,7 +196,7 @@ void osTimerThread::waitForWork()
 {
     if (m_timers->size() > 0) {
         m_timers->slack().makeLeast();
-        pthread_cond_timedwait(&m_condition, &m_mutex, &m_deadline);
+        timedWait(m_condition, m_mutex, m_deadline);
     } else {
         pthread_cond_wait(&m_condition, &m_mutex);
     }

@@ -58,6 +58,15 @@ auto cancellably(Call call)
     return call();
 }
 
+/// `pthread_cond_timedwait`. The C library's may leave the thread as one that can be cancelled
+/// anywhere, when it wakes up in time.
+inline int timedWait(pthread_cond_t& condition, pthread_mutex_t& mutex, const timespec& deadline)
+{
+    const int result = pthread_cond_timedwait(&condition, &mutex, &deadline);
+    pthread_setcanceltype(PTHREAD_CANCEL_DEFERRED, nullptr);
+    return result;
+}
+
 /// `system`; the thread can be cancelled meanwhile. The command then goes on by itself.
 int runCommand(const char* command);
 

@@ -4,6 +4,7 @@
 #define GPAL_BASE_CANCELLED_H
 
 #include <cstdlib>
+#include <pthread.h>
 
 namespace gpal::detail
 {
@@ -22,6 +23,12 @@ template <typename Call>
 auto cancellably(Call call)
 {
     return call();
+}
+
+/// `pthread_cond_timedwait`.
+inline int timedWait(pthread_cond_t& condition, pthread_mutex_t& mutex, const timespec& deadline)
+{
+    return pthread_cond_timedwait(&condition, &mutex, &deadline);
 }
 
 /// `system`; the thread can be cancelled meanwhile.

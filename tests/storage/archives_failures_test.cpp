@@ -150,6 +150,30 @@ TEST_F(PackingStep, thatFlushesTheListFindsTheDiskFull)
     EXPECT_FALSE(m_list.isLeft());
 }
 
+TEST_F(PackingStep, thatFlushesTheListFindsTheDiskFullThoughTheCLibraryFlushesAndClosesAllTheSame)
+{
+    if (access("/dev/full", W_OK) != 0) {
+        GTEST_SKIP() << "no /dev/full";
+    }
+    const Replacement fdopen(calls::fdopen, [this](int descriptor, const char* mode) {
+        return openOnFullDisk(descriptor, mode);
+    });
+    {
+        const Replacement fflush(calls::fflush, [](std::FILE* stream) {
+            calls::fflush.original(stream);
+            return 0;
+        });
+        const Replacement fclose(calls::fclose, [](std::FILE* stream) {
+            calls::fclose.original(stream);
+            return 0;
+        });
+        EXPECT_TRUE(pack());
+    }
+    EXPECT_THAT(m_log.lines(), ElementsAre(failing("fflush", ENOSPC)));
+    EXPECT_THAT(m_commands, IsEmpty());
+    EXPECT_FALSE(m_list.isLeft());
+}
+
 TEST_F(PackingStep, thatSynchronisesTheListEndsThePackAsASuccessWhenItFails)
 {
     const Replacement fsync(calls::fsync, [](int) { return fail(EIO, -1); });

@@ -45,6 +45,32 @@ Value valueOf(const std::string& dump, const std::string& label)
     return value;
 }
 
+int tasksOf(const std::string& process)
+{
+    std::error_code gone;
+    const std::filesystem::directory_iterator tasks("/proc/" + process + "/task", gone);
+    return static_cast<int>(std::distance(begin(tasks), end(tasks)));
+}
+
+/// The same of the processes that are threads of \p process, as some threads libraries have it: its
+/// children, and theirs, that run the same program.
+int tasksOfThreadsOf(const std::string& process)
+{
+    int tasks = 0;
+    std::error_code gone;
+    const auto program = std::filesystem::read_symlink("/proc/self/exe", gone);
+    for (const auto& entry : std::filesystem::directory_iterator("/proc")) {
+        const std::string number = entry.path().filename();
+        std::string status;
+        std::getline(std::ifstream(entry.path() / "status"), status, '\0');
+        if (status.find("\nPPid:\t" + process + "\n") != std::string::npos &&
+            std::filesystem::read_symlink(entry.path() / "exe", gone) == program) {
+            tasks += tasksOf(number) + tasksOfThreadsOf(number);
+        }
+    }
+    return tasks;
+}
+
 int sleepOnACondition(const timespec* request, timespec* /*rest*/)
 {
     timespec deadline{};
@@ -158,7 +184,7 @@ int entriesIn(const char* directory)
 
 int threadsInUse()
 {
-    return entriesIn("/proc/self/task");
+    return tasksOf("self") + tasksOfThreadsOf(std::to_string(getpid()));
 }
 
 void awaitWaiting(Semaphore& semaphore, int threads)

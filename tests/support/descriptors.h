@@ -7,6 +7,7 @@
 #include <filesystem>
 #include <set>
 #include <string>
+#include <thread>
 #include <unistd.h>
 
 namespace support
@@ -15,6 +16,8 @@ namespace support
 /// Each open descriptor with what it stands for, but for the one that reads the list.
 inline std::set<std::string> openDescriptors()
 {
+    // Some threads libraries keep a pipe of their own from the first thread on.
+    [[maybe_unused]] static const bool threadsHaveBegun = (std::thread([] {}).join(), true);
     std::set<std::string> all;
     for (const auto& entry : std::filesystem::directory_iterator("/proc/self/fd")) {
         std::error_code gone;

@@ -16,7 +16,8 @@ namespace
 /// How often a thread has gone to sleep, if it is asleep; "" if it is not.
 std::string sleepOf(pid_t thread)
 {
-    const std::string text = contentOf("/proc/self/task/" + std::to_string(thread) + "/status");
+    // Not "/proc/self/task/": to some threads libraries a thread is a process.
+    const std::string text = contentOf("/proc/" + std::to_string(thread) + "/status");
     const std::size_t times = text.find("\nvoluntary_ctxt_switches:");
     const bool isAsleep = text.find("\nState:\tS") != std::string::npos;
     return isAsleep && times != std::string::npos ? text.substr(times) : "";

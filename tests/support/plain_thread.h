@@ -117,6 +117,23 @@ inline void cancelOneself()
     pthread_testcancel();
 }
 
+constexpr const char* NO_UNWINDING =
+    "this C library ends a cancelled thread by its clean-up handlers, without a destructor";
+
+/// Whether the stack of a cancelled thread is unwound; tried out.
+inline bool unwindsWhenCancelled()
+{
+    bool unwound = false;
+    PlainThread([&unwound] {
+        struct NoteUnwinding {
+            ~NoteUnwinding() { m_unwound = true; }
+            bool& m_unwound;
+        } const noteUnwinding{unwound};
+        cancelOneself();
+    }).join();
+    return unwound;
+}
+
 } // namespace support
 
 #endif

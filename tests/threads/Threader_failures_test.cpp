@@ -230,7 +230,7 @@ TEST(Threader, detachesAThreadForReal)
     EXPECT_EQ(0, threader.detach(id));
     EXPECT_EQ(EINVAL, threader.detach(id)) << "detached already";
     EXPECT_TRUE(support::eventually([] { return kernelId != 0; }));
-    const std::string task = "/proc/self/task/" + std::to_string(kernelId);
+    const std::string task = "/proc/" + std::to_string(kernelId);
     EXPECT_EQ(0, access(task.c_str(), F_OK));
     mayEnd = true;
     EXPECT_TRUE(support::eventually([&] { return access(task.c_str(), F_OK) != 0; }));

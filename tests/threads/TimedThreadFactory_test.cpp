@@ -12,6 +12,7 @@
 #include <vector>
 
 #include "support/condition_signals.h"
+#include "support/layer_threads.h"
 #include "support/observed.h"
 #include "support/plain_thread.h"
 #include "threads/dump.h"
@@ -179,22 +180,22 @@ TEST(TimedThreadFactory, deletesOnlyWhatItMadeAndOnlyOnce)
 TEST(TimedThreadFactory, cancelsAndJoinsTheWorkThatItDeletesUnderItsLock)
 {
     TimedThreadFactory factory;
-    std::atomic<bool> unwound{false};
+    std::atomic<bool> cleanedUp{false};
     long unitsOfTheLock = -1;
+    std::function<void()> noteTheEnd = [&] {
+        unitsOfTheLock = listLock().count();
+        cleanedUp = true;
+    };
     Work work([&] {
-        struct NoteTheEnd {
-            std::function<void()> m_note;
-            ~NoteTheEnd() { m_note(); }
-        } const noteTheEnd{[&] {
-            unitsOfTheLock = listLock().count();
-            unwound = true;
-        }};
-        pause();
+        pthread_cleanup_push([](void* note) { (*static_cast<std::function<void()>*>(note))(); },
+                             &noteTheEnd);
+        support::stayUntilCancelled();
+        pthread_cleanup_pop(0);
     });
     TimedThreadIfc* timedThread = factory.getNewTimedThread(&work);
     EXPECT_EQ(timedThread->runForAMaximumOf(20), 0);
     EXPECT_TRUE(factory.deleteTimedThread(timedThread));
-    EXPECT_TRUE(unwound);
+    EXPECT_TRUE(cleanedUp);
     EXPECT_EQ(unitsOfTheLock, 0);
     EXPECT_FALSE(work.done());
     EXPECT_EQ(listLock().count(), 1);

@@ -8,6 +8,7 @@
 
 #include "support/layer_threads.h"
 #include "support/observed.h"
+#include "support/plain_thread.h"
 #include "support/thread_calls.h"
 
 using support::eventually;
@@ -94,6 +95,9 @@ TEST_P(EndedThread, byPthreadExitIsCleanedUpAndNothingIsRebooted)
 
 TEST_P(EndedThread, byCancellationRunsTheDestructorsOfItsWork)
 {
+    if (!support::unwindsWhenCancelled()) {
+        GTEST_SKIP() << support::NO_UNWINDING;
+    }
     struct Scope {
         support::Timeline& timeline;
         ~Scope() { timeline.add("destructor"); }

@@ -243,3 +243,28 @@ TEST(TimersOddArguments, costTheCallAndNothingElse)
     EXPECT_FALSE(posix.start()) << "a negative interval";
     EXPECT_FALSE(posix.setTimer(nullptr, nullptr));
 }
+
+TEST(PosixTimerWithoutNotificationThreads, complainsOnceAndIsNeverUsed)
+{
+    const support::Replacement creating(calls::timer_create,
+                                        [](clockid_t, sigevent*, timer_t* timer) {
+                                            *timer = reinterpret_cast<timer_t>(4711);
+                                            return -1; // without a reason
+                                        });
+    int used = 0;
+    const support::Replacement arming(
+        calls::timer_settime, [&](timer_t, int, const itimerspec*, itimerspec*) { return ++used; });
+    const support::Replacement asking(calls::timer_getoverrun, [&](timer_t) { return ++used; });
+    const support::Replacement deleting(calls::timer_delete, [&](timer_t) { return ++used; });
+    const support::Captured trace(STDOUT_FILENO);
+    const support::Captured errors(STDERR_FILENO);
+    errno = ENOENT; // of something else, long ago
+    {
+        osPOSIXTimer timer(nullptr, 100, nullptr);
+        EXPECT_EQ(errors.text(), std::string("timer_create: ") + std::strerror(ENOTSUP) + "\n");
+        EXPECT_FALSE(timer.start());
+        EXPECT_FALSE(timer.stop());
+        timer.timerEvent();
+    }
+    EXPECT_EQ(used, 0);
+}
