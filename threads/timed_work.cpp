@@ -29,8 +29,10 @@ void link(Entry*& list, Entry& entry)
     list = &entry;
 }
 
+/// The thread sanitizer may have lost sight of the locks of a thread that was cancelled: it does
+/// when that was in one of the calls that it wraps.
 template <typename Entry>
-void unlink(Entry*& list, const Entry& entry)
+__attribute__((no_sanitize("thread"))) void unlink(Entry*& list, const Entry& entry)
 {
     Entry** place = &list;
     while (*place != &entry) {
@@ -44,14 +46,10 @@ void enter(Work& work)
     locked(worksMutex, [&work] { link(works, work); });
 }
 
-/// Clean-up handler, as the work may end by cancellation. The thread sanitizer may have lost sight
-/// of the thread's locks by then: it does when the thread was in one of the calls that it wraps.
+/// Clean-up handler, as the work may end by cancellation.
 void leave(void* work)
 {
-    locked(
-        worksMutex, [work]() __attribute__((no_sanitize("thread"))) {
-            unlink(works, *static_cast<Work*>(work));
-        });
+    locked(worksMutex, [work] { unlink(works, *static_cast<Work*>(work)); });
 }
 
 const Work* workOfThisThread()
