@@ -29,8 +29,10 @@ void link(Entry*& list, Entry& entry)
     list = &entry;
 }
 
+/// The thread sanitizer may have lost sight of the locks of a thread that was cancelled: it does
+/// when that was in one of the calls that it wraps.
 template <typename Entry>
-void unlink(Entry*& list, const Entry& entry)
+__attribute__((no_sanitize("thread"))) void unlink(Entry*& list, const Entry& entry)
 {
     Entry** place = &list;
     while (*place != &entry) {
@@ -49,12 +51,9 @@ public:
     }
     Listed(const Listed&) = delete;
     Listed& operator=(const Listed&) = delete;
-    /// The thread sanitizer may have lost sight of the locks of a thread that was cancelled: it
-    /// does when that was in one of the calls that it wraps.
     ~Listed()
     {
-        locked(
-            worksMutex, [this]() __attribute__((no_sanitize("thread"))) { unlink(works, m_work); });
+        locked(worksMutex, [this] { unlink(works, m_work); });
     }
 
 private:
