@@ -10,9 +10,9 @@ namespace support::calls
 namespace
 {
 
-Replaceable<int(pthread_mutex_t*)> pthread_mutex_lock("pthread_mutex_lock");
-Replaceable<int(pthread_mutex_t*)> pthread_mutex_trylock("pthread_mutex_trylock");
-Replaceable<int(pthread_mutex_t*)> pthread_mutex_unlock("pthread_mutex_unlock");
+Replaceable<int(pthread_mutex_t*)> realLock("pthread_mutex_lock");
+Replaceable<int(pthread_mutex_t*)> realTryLock("pthread_mutex_trylock");
+Replaceable<int(pthread_mutex_t*)> realUnlock("pthread_mutex_unlock");
 
 } // namespace
 
@@ -155,21 +155,21 @@ int execve(const char* path, char* const* arguments, char* const* environment) n
 
 __attribute__((no_sanitize("thread"))) int pthread_mutex_lock(pthread_mutex_t* mutex) noexcept
 {
-    const int result = calls::pthread_mutex_lock.original(mutex);
+    const int result = calls::realLock.original(mutex);
     held += result == 0 ? 1 : 0;
     return result;
 }
 
 __attribute__((no_sanitize("thread"))) int pthread_mutex_trylock(pthread_mutex_t* mutex) noexcept
 {
-    const int result = calls::pthread_mutex_trylock.original(mutex);
+    const int result = calls::realTryLock.original(mutex);
     held += result == 0 ? 1 : 0;
     return result;
 }
 
 __attribute__((no_sanitize("thread"))) int pthread_mutex_unlock(pthread_mutex_t* mutex) noexcept
 {
-    const int result = calls::pthread_mutex_unlock.original(mutex);
+    const int result = calls::realUnlock.original(mutex);
     held -= result == 0 ? 1 : 0;
     return result;
 }
