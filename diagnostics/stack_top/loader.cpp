@@ -1,7 +1,7 @@
 #include "diagnostics/stack_top.h"
 
 /// Where the loader found the stack when the program began.
-extern "C" void* __libc_stack_end; // NOLINT(*-reserved-identifier)
+extern "C" void* __libc_stack_end; // NOLINT: the name is the loader's
 
 namespace gpal::detail
 {

@@ -6,7 +6,6 @@
 #include <cstdio>
 #include <fcntl.h>
 #include <iostream>
-#include <memory>
 #include <stdio_ext.h>
 #include <string>
 #include <sys/stat.h>
@@ -106,33 +105,49 @@ private:
 constexpr const char* NO_UNWINDING_OUT_OF_PRINTS =
     "this C library ends a thread that is cancelled in fprintf without unwinding its stack";
 
-/// Whether a thread that is cancelled in a print to a full pipe unwinds its stack.
-inline bool unwindsOutOfPrints()
+/// What becomes of a thread that is cancelled in a print to a full pipe, and of the stream.
+struct CancelledPrint {
+    bool unwound;
+    bool unlocked;
+};
+
+inline CancelledPrint cancelInAPrint()
 {
     const TemporaryDirectory directory;
     const FullPipe pipe(directory.path("pipe"));
     std::FILE* const stream = std::fopen(pipe.path().c_str(), "w");
     std::setvbuf(stream, nullptr, _IONBF, 0);
-    const auto close = [](std::FILE* open) {
-        __fpurge(open);
-        std::fclose(open);
-    };
     bool unwound = false;
     PlainThread thread([&] {
-        // Some C libraries leave the stream to the thread that was cancelled: it alone can close
-        // it.
-        const auto noteUnwinding = [&](std::FILE* open) {
-            close(open);
-            unwound = true;
-        };
-        const std::unique_ptr<std::FILE, decltype(noteUnwinding)> closing(stream, noteUnwinding);
+        struct NoteUnwinding {
+            ~NoteUnwinding() { m_unwound = true; }
+            bool& m_unwound;
+        } const noteUnwinding{unwound};
         std::fprintf(stream, "%s\n", pipe.path().c_str());
     });
     thread.cancelOnceItBlocks();
-    if (!unwound) {
-        close(stream);
+    const bool unlocked = ftrylockfile(stream) == 0;
+    if (unlocked) {
+        funlockfile(stream);
+        __fpurge(stream);
+        std::fclose(stream);
+    } else {
+        close(fileno_unlocked(stream)); // Nobody can close the stream itself any more.
     }
-    return unwound;
+    return {unwound, unlocked};
+}
+
+inline bool unwindsOutOfPrints()
+{
+    return cancelInAPrint().unwound;
+}
+
+/// Why nobody can use a stream any more that a thread was cancelled in; "" where that is not so.
+inline std::string whyStreamsAreLost()
+{
+    return cancelInAPrint().unlocked
+               ? ""
+               : "the C library leaves a stream locked by a thread that is cancelled in it";
 }
 
 } // namespace support
