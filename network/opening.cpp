@@ -138,6 +138,7 @@ int UDPSocket::open(unsigned int port, AddressFamily family, const std::string& 
     }
     close();
     const Addresses list = localAddresses(port, family, address);
+    const DestroyedIfCancelled listWhenCancelled(list);
     ClosedUnlessDone opening(*this);
     const DestroyedIfCancelled whenCancelled(opening);
     const addrinfo* local = list.get();
