@@ -16,6 +16,7 @@ trap 'rm -f "$found"' EXIT
 abidw --headers-dir "$headers" --drop-private-types --exported-interfaces-only \
     --no-corpus-path --no-comp-dir-path --no-show-locs --no-parameter-names \
     --no-write-default-sizes --no-elf-needed --out-file "$found" "$library"
+sed -i "s|path='$(dirname "$headers")/|path='|" "$found"
 if [ "${4:-}" = --update ]; then
     cp "$found" "$description"
 fi
