@@ -44,9 +44,9 @@ public:
     Semaphore& operator=(const Semaphore&) = delete;
     virtual ~Semaphore();
 
-    /// Takes one unit. Threads that wait already come first: a free unit is not taken past them, and
-    /// whoever comes while they wait goes on with a later `give` only, even if units are left then.
-    /// The owner of a reentrant semaphore takes at once, driving the count below 0.
+    /// Takes one unit. Threads that wait already come first: a free unit is not taken past them,
+    /// and whoever comes while they wait goes on with a later `give` only, even if units are left
+    /// then. The owner of a reentrant semaphore takes at once, driving the count below 0.
     ///
     /// \p timeoutMs limits each quiet interval, in milliseconds: -1 waits without limit, 0 and
     /// anything below -1 has passed already. Every wake-up that finds no unit starts the whole
