@@ -44,6 +44,16 @@ listens()
     [ -n "$(port_in "$1")" ]
 }
 
+# A recording that has crossed a call once, whole: on a machine that is busy booting devices a call
+# may lose some of it.
+record()
+{
+    for attempt in 1 2 3 4 5 6 7 8 9 10; do
+        ! "$program" --output "$folder/$2.wav" "$folder/$1.wav" >"$folder/self.$1" || return 0
+    done
+    return 1
+}
+
 # The other side's recording, and what was heard of it.
 tell()
 {
@@ -61,8 +71,8 @@ host)
     trap 'touch "$folder/over"' EXIT
     seq 1000 9999 | wav >"$folder/one.wav"
     seq 10000 99999 | wav >"$folder/other.wav"
-    "$program" --output "$folder/host.wav" "$folder/one.wav" >"$folder/self.one"
-    "$program" --output "$folder/device.wav" "$folder/other.wav" >"$folder/self.other"
+    record one host
+    record other device
     "$program" --listen 0 --output "$folder/from.device" "$folder/host.wav" \
         >"$folder/host.listens" 2>&1 &
     listener=$!
