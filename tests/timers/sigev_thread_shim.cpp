@@ -24,7 +24,7 @@ constexpr bool SANITIZER_LACKS_SERVICE = false;
 // The wall clock: the sanitizer knows waits on it, but not those on other clocks.
 using Clock = std::chrono::system_clock;
 
-// Instead of a wait without an end, which a loader that knows no versions of symbols may not find.
+// For waits without a limit, which call themselves where the loader knows no versions of symbols.
 constexpr std::chrono::hours AGES{1};
 
 /// One timer: a thread that waits for the expiry and makes the notification itself.
