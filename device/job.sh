@@ -21,8 +21,11 @@ while IFS="$(printf '\t')" read -r program filter name; do
         { echo "--- $name"; cat /tmp/output; } >>"$folder/output.$number"
     elif grep -q '^\[  SKIPPED \]' /tmp/output; then
         echo "skipped $name: $reason" >>"$folder/results.$number"
-    else
+    elif grep -q '^\[  PASSED  \] [1-9]' /tmp/output; then
         echo "passed $name" >>"$folder/results.$number"
+    else # Where threads are processes, a main thread that ends early ends the program with 0.
+        echo "failed $name: ended before its end" >>"$folder/results.$number"
+        { echo "--- $name"; cat /tmp/output; } >>"$folder/output.$number"
     fi
 done <"$folder/tests.$number"
 

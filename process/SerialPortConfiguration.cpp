@@ -7,6 +7,7 @@
 #include "base/closing.h"
 #include "cancelled.h"
 
+using gpal::detail::cancellably;
 using gpal::detail::ClosingBuffer;
 using gpal::detail::DestroyedIfCancelled;
 using gpal::detail::runCommand;
@@ -54,7 +55,9 @@ bool writeNewTable(SerialPortConfiguration::SerialPortMode mode)
         switchEntry(line, GETTY_LINE, mode == SerialPortConfiguration::INTERACTIVE_LOGIN);
         switchEntry(line, SHELL_LINE, mode == SerialPortConfiguration::INTERACTIVE_NO_LOGIN);
         line += "\n";
-        newTable.write(line.data(), static_cast<std::streamsize>(line.size())).flush();
+        cancellably([&] {
+            newTable.write(line.data(), static_cast<std::streamsize>(line.size())).flush();
+        });
     }
     return true;
 }

@@ -32,6 +32,7 @@ using support::Replacement;
 std::string askOnThread(const std::string& file, const std::function<void(PlainThread&)>& cancel)
 {
     openlog(nullptr, LOG_NDELAY, LOG_USER); // which the C library would open for the first line
+    PlainThread([] {}).join(); // with the first thread some threads libraries open a pipe
     const int free = support::lowestFreeDescriptor();
     PlainThread thread([&file] {
         MemoryInformation().getAllMemoryInfo(file);
@@ -108,6 +109,7 @@ TEST(CancelledMemoryReport, isNoneWhenTheOutputCannotBeRedirected)
 
 TEST(CancelledThread, finishesReadingAndClosing)
 {
+    PlainThread([] {}).join(); // with the first thread some threads libraries open a pipe
     // Both the C++ library's streams and the layer's own are closed by destructors.
     const Replacement cancelling(calls::fclose, [](std::FILE* stream) {
         pthread_cancel(pthread_self());

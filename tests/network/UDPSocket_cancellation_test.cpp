@@ -188,9 +188,7 @@ TEST(UDPSocketCancelled, asItClosesHasNoClaimToTheNumberAnyMore)
 
 TEST(UDPSocketCancelled, blockedInAReportIsClosed)
 {
-    if (!support::unwindsOutOfPrints()) {
-        GTEST_SKIP() << support::NO_UNWINDING_OUT_OF_PRINTS;
-    }
+    GPAL_SKIP_BECAUSE(support::whyPrintsAreNotUnwound());
     GPAL_SKIP_BECAUSE(support::whyStreamsAreLost());
     const peers::Peer occupant;
     const unsigned short port = occupant.port();

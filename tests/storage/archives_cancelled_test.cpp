@@ -6,6 +6,7 @@
 #include <unistd.h>
 
 #include "storage/packing.h"
+#include "support/c_library.h"
 #include "support/full_pipe.h"
 #include "support/plain_thread.h"
 
@@ -60,9 +61,7 @@ TEST_F(CancelledPack, blockedInFlushingLeavesNoList)
 
 TEST_F(CancelledPack, blockedInWritingLeavesNoList)
 {
-    if (!support::unwindsOutOfPrints()) {
-        GTEST_SKIP() << support::NO_UNWINDING_OUT_OF_PRINTS;
-    }
+    GPAL_SKIP_BECAUSE(support::whyPrintsAreNotUnwound());
     expectLetGoWhenBlocked(packMany);
 }
 

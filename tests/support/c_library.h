@@ -7,6 +7,8 @@
 #include <arpa/inet.h>
 #include <dlfcn.h>
 #include <string>
+#include <thread>
+#include <unistd.h>
 
 namespace support
 {
@@ -20,6 +22,16 @@ inline bool exports(const char* symbol)
 inline std::string whyWaitsHaveNoName()
 {
     return exports("__mips_syscall6") ? "" : "the C library waits in functions that have no names";
+}
+
+/// Where threads are processes, it looks for a thread's own data by its stack pointer.
+inline std::string whyHandlersNeedTheThreadsStack()
+{
+    pid_t ofThread = 0;
+    std::thread([&ofThread] { ofThread = getpid(); }).join();
+    return ofThread == getpid() ? ""
+                                : "the C library knows a thread by its stack pointer, and not in a "
+                                  "handler with a stack of its own";
 }
 
 inline std::string whyNoShortAddresses()

@@ -102,11 +102,9 @@ private:
     int m_ends[2] = {-1, -1};
 };
 
-constexpr const char* NO_UNWINDING_OUT_OF_PRINTS =
-    "this C library ends a thread that is cancelled in fprintf without unwinding its stack";
-
 /// What becomes of a thread that is cancelled in a print to a full pipe, and of the stream.
 struct CancelledPrint {
+    bool cancelled;
     bool unwound;
     bool unlocked;
 };
@@ -134,12 +132,19 @@ inline CancelledPrint cancelInAPrint()
     } else {
         close(fileno_unlocked(stream)); // Nobody can close the stream itself any more.
     }
-    return {unwound, unlocked};
+    return {thread.wasCancelled(), unwound, unlocked};
 }
 
-inline bool unwindsOutOfPrints()
+/// Why a thread that is cancelled in a print is not unwound; "" where it is.
+inline std::string whyPrintsAreNotUnwound()
 {
-    return cancelInAPrint().unwound;
+    const CancelledPrint print = cancelInAPrint();
+    if (!print.cancelled) {
+        return "printing is no cancellation point of this C library";
+    }
+    return print.unwound ? ""
+                         : "this C library ends a thread that is cancelled in fprintf without "
+                           "unwinding its stack";
 }
 
 /// Why nobody can use a stream any more that a thread was cancelled in; "" where that is not so.

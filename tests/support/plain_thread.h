@@ -110,11 +110,16 @@ inline void onAnotherThread(std::function<void()> work)
     PlainThread(std::move(work)).join();
 }
 
-/// What a replaced call does to the thread that makes it.
+inline const pthread_t MAIN_THREAD = pthread_self();
+
+/// What a replaced call does to the thread that makes it. The main thread is spared: some C
+/// libraries make such calls themselves when it makes a thread.
 inline void cancelOneself()
 {
-    pthread_cancel(pthread_self());
-    pthread_testcancel();
+    if (pthread_equal(pthread_self(), MAIN_THREAD) == 0) {
+        pthread_cancel(pthread_self());
+        pthread_testcancel();
+    }
 }
 
 constexpr const char* NO_UNWINDING =

@@ -168,11 +168,10 @@ TEST_F(OwnFactory, isLockedByWorkThatNobodyDeletesAsByAnybodyElse)
     Wait never;
     long unitsMeanwhile = -1;
     Work open([&] {
-        struct NoteTheLock {
-            long& m_units;
-            ~NoteTheLock() { m_units = unitsOfTheLock(); }
-        } const noteTheLock{unitsMeanwhile};
+        pthread_cleanup_push([](void* units) { *static_cast<long*>(units) = unitsOfTheLock(); },
+                             &unitsMeanwhile);
         never.wait(-1);
+        pthread_cleanup_pop(0);
     });
     TimedThreadIfc* slow = m_factory.getNewTimedThread(&open);
     EXPECT_EQ(slow->runForAMaximumOf(0), 0);

@@ -24,6 +24,9 @@ constexpr bool SANITIZER_LACKS_SERVICE = false;
 // The wall clock: the sanitizer knows waits on it, but not those on other clocks.
 using Clock = std::chrono::system_clock;
 
+// For waits without a limit, which call themselves where the loader knows no versions of symbols.
+constexpr std::chrono::hours AGES{1};
+
 /// One timer: a thread that waits for the expiry and makes the notification itself.
 class ShimTimer
 {
@@ -67,7 +70,7 @@ private:
         std::unique_lock<std::mutex> guard(m_mutex);
         while (!m_deleted) {
             if (!m_armed) {
-                m_changed.wait(guard);
+                m_changed.wait_for(guard, AGES);
             } else if (Clock::now() < m_expiry) {
                 const Clock::time_point expiry = m_expiry;
                 m_changed.wait_until(guard, expiry);

@@ -13,9 +13,10 @@ class ShimInstallation;
 /// While it lives, timers made with `SIGEV_THREAD` expire: by the system's own service or, where
 /// that can't be had, by threads of this program in its place.
 ///
-/// Two environments lack the service. ThreadSanitizer doesn't know the C library's internal thread
-/// that waits for the expiries and fails on it; user-mode emulation drops the signal that tells
-/// that thread. The first is known when the program is compiled, the second is tried out.
+/// Three environments lack the service. ThreadSanitizer doesn't know the C library's internal
+/// thread that waits for the expiries and fails on it; user-mode emulation drops the signal that
+/// tells that thread; a C library whose threads are processes refuses to make such timers. The
+/// first is known when the program is compiled, the others are tried out.
 class SigevThreadService
 {
 public:

@@ -17,6 +17,7 @@
 #include "support/failing_allocations.h"
 #include "support/observed.h"
 #include "timers/monitor_fixture.h"
+#include "timers/sigev_thread_shim.h"
 
 namespace calls = support::calls;
 using support::FailingAllocations;
@@ -161,6 +162,7 @@ TEST(PosixTimerWithoutMemory, isNotMadeAndLeavesNoTimerOfTheSystem)
 
 TEST(PosixTimerWithoutMemory, tracesStartsStopsServesAndGoesAllTheSame)
 {
+    const timertest::SigevThreadService service;
     const support::Captured output(1);
     auto timer = std::make_unique<osPOSIXTimer>(nullptr, 100, nullptr);
     const FailingAllocations memory;
@@ -267,4 +269,15 @@ TEST(PosixTimerWithoutNotificationThreads, complainsOnceAndIsNeverUsed)
         timer.timerEvent();
     }
     EXPECT_EQ(used, 0);
+}
+
+TEST(PosixTimerOfTheCLibrary, isMadeAndUsableOrRefusesEveryOperation)
+{
+    const support::Captured trace(STDOUT_FILENO);
+    const support::Captured errors(STDERR_FILENO);
+    osPOSIXTimer timer(nullptr, 60000, nullptr);
+    const bool made = errors.text().empty();
+    EXPECT_EQ(timer.start(), made);
+    EXPECT_EQ(timer.reset(), made);
+    EXPECT_EQ(timer.stop(), made);
 }

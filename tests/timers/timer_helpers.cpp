@@ -87,12 +87,11 @@ void Gate::enter()
 
 void Monitor::run()
 {
-    struct EndMark {
-        std::atomic<bool>& ended;
-        ~EndMark() { ended = true; }
-    } const mark{m_ended};
     monitorOfThread.set(this);
+    pthread_cleanup_push([](void* ended) { *static_cast<std::atomic<bool>*>(ended) = true; },
+                         &m_ended);
     osTimerThread::run();
+    pthread_cleanup_pop(1);
 }
 
 bool Monitor::isCurrentThread()
