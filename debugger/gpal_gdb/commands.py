@@ -74,7 +74,9 @@ def report_semaphores():
 
 
 def semaphore_row(semaphore, layer):
-    waiting = [waiter_label(posix_id, semaphore, layer) for posix_id in semaphore.waiting]
+    # By number of the debugger's: the ids say only where the threads' stacks lie.
+    waiters = sorted(semaphore.waiting, key=lambda posix_id: number_of(posix_id, layer))
+    waiting = [waiter_label(posix_id, semaphore, layer) for posix_id in waiters]
     return [
         "%#x" % semaphore.address,
         semaphore.kind,
@@ -83,6 +85,12 @@ def semaphore_row(semaphore, layer):
         layer.owners.label(semaphore.owner) if semaphore.owner else "-",
         ", ".join(waiting) or "-",
     ]
+
+
+def number_of(posix_id, layer):
+    """A thread's number; 0 for one that is gone, or has none."""
+    thread = layer.owners.thread(posix_id)
+    return 0 if thread is None else thread.number or 0
 
 
 def waiter_label(posix_id, semaphore, layer):
