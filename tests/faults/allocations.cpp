@@ -116,15 +116,6 @@ void* operator new(std::size_t size, const std::nothrow_t& /*tag*/) noexcept
     return block;
 }
 
-void* operator new(std::size_t size)
-{
-    void* const block = operator new(size, std::nothrow);
-    if (block == nullptr) {
-        throw std::bad_alloc();
-    }
-    return block;
-}
-
 void operator delete(void* block) noexcept
 {
     if (faults::UNDER_SANITIZER && block != nullptr) {
@@ -133,29 +124,4 @@ void operator delete(void* block) noexcept
     std::free(block);
 }
 
-// By themselves these would go the way of a sanitizer's.
-
-void operator delete(void* block, std::size_t /*size*/) noexcept
-{
-    operator delete(block);
-}
-
-void operator delete(void* block, const std::nothrow_t& /*tag*/) noexcept
-{
-    operator delete(block);
-}
-
-void* operator new[](std::size_t size)
-{
-    return operator new(size);
-}
-
-void operator delete[](void* block) noexcept
-{
-    operator delete(block);
-}
-
-void operator delete[](void* block, std::size_t /*size*/) noexcept
-{
-    operator delete(block);
-}
+#include "support/allocation_forms.h" // behind what it goes by
