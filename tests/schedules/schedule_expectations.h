@@ -20,8 +20,10 @@ inline void expectHolds(const std::function<void()>& scenario, const Bounds& bou
     std::printf("%ld schedules\n", found.schedules);
 }
 
-inline void requireEnded(std::initializer_list<Thread> threads)
+/// Lets all threads go on as far as they can, which has to be their end.
+inline void requireEnd(std::initializer_list<Thread> threads)
 {
+    rest();
     for (const Thread thread : threads) {
         require(!isStuck(thread), "somebody waits for ever");
     }

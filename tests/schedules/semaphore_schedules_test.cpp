@@ -64,8 +64,7 @@ TEST(SemaphoreSchedules, lockLetsOneOfTwoInAtATime)
             room.visit();
             room.visit();
         });
-        rest();
-        requireEnded({one, two});
+        requireEnd({one, two});
         room.requireEmpty();
     });
 }
@@ -78,8 +77,7 @@ TEST(SemaphoreSchedules, lockLetsOneOfThreeInAtATime)
         const Thread one = start(visit);
         const Thread two = start(visit);
         const Thread three = start(visit);
-        rest();
-        requireEnded({one, two, three});
+        requireEnd({one, two, three});
         room.requireEmpty();
     });
 }
@@ -96,8 +94,7 @@ TEST(SemaphoreSchedules, reentrantLockIsFreeAfterItsOwnersLastGive)
         };
         const Thread one = start(visitTwice);
         const Thread two = start(visitTwice);
-        rest();
-        requireEnded({one, two});
+        requireEnd({one, two});
         room.requireEmpty();
     });
 }
@@ -124,8 +121,7 @@ TEST(SemaphoreSchedules, unitsAreLeftOnlyToWhoCameWhileOthersWaited)
         require(semaphore.count() == left && semaphore.waiting() == left, "units are lost");
         if (left == 1) {
             semaphore.give();
-            rest();
-            requireEnded({one, two});
+            requireEnd({one, two});
             require(semaphore.count() == 1, "units are lost");
         }
     });
@@ -142,8 +138,7 @@ TEST(SemaphoreSchedules, unitThatIsGivenIsForWhoWaits)
         const Thread newcomer = start([&] {
             require(semaphore.take(0) == Semaphore::NOT_AVAILABLE, "a newcomer gets the unit");
         });
-        rest();
-        requireEnded({waiter, giver, newcomer});
+        requireEnd({waiter, giver, newcomer});
     });
 }
 
@@ -160,15 +155,14 @@ TEST(SemaphoreSchedules, unitIsLeftToWhoCameWhileAnothersTimeRanOut)
         });
         const Thread patient = start([&] { taken += semaphore.take(-1); });
         const Thread giver = start([&] { semaphore.give(); });
-        rest();
-        requireEnded({limited, giver});
+        requireEnd({limited, giver});
         require(taken + semaphore.count() == 1, "a unit is lost, or two were made of it");
         if (isStuck(patient)) {
             require(semaphore.count() == 0 || isTooLate, "a unit is there, and its waiter waits");
             semaphore.give();
             rest();
         }
-        requireEnded({patient});
+        requireEnd({patient});
     });
 }
 
@@ -190,7 +184,7 @@ TEST(SemaphoreSchedules, giveIsNeverLostOnTheOnlyWaiter)
             semaphore.give();
             rest();
         }
-        requireEnded({taker});
+        requireEnd({taker});
         require(semaphore.count() == 0 && semaphore.waiting() == 0, "units are lost");
     });
 }
@@ -204,8 +198,7 @@ TEST(SemaphoreSchedules, timeOutsLoseNoUnit)
         const Thread one = start(tryToTake);
         const Thread two = start(tryToTake);
         start([&] { semaphore.give(); });
-        rest();
-        requireEnded({one, two});
+        requireEnd({one, two});
         require(taken + semaphore.count() == 1, "a unit is lost, or two were made of it");
         require(semaphore.waiting() == 0, "who has gone is counted");
     });
@@ -227,8 +220,7 @@ TEST(SemaphoreSchedules, takeThatHasNoTimeLooksAtTheCountOnly)
         const Thread one = start(lookIn);
         const Thread two = start(lookIn);
         const Thread three = start([&] { room.visit(); });
-        rest();
-        requireEnded({one, two, three});
+        requireEnd({one, two, three});
         require(refused <= 2, "nobody was let in");
         room.requireEmpty();
     });
@@ -251,8 +243,7 @@ TEST(SemaphoreSchedules, cancelledWaiterStaysCountedAndTakesNothing)
             waited = semaphore.waiting() > 0;
             semaphore.give();
         });
-        rest();
-        requireEnded({waiter, canceller, giver});
+        requireEnd({waiter, canceller, giver});
         require(semaphore.count() == (took ? 0 : 1), "a unit is lost");
         require(!took || semaphore.waiting() == 0, "who has taken is counted");
         require(took || semaphore.waiting() == 1, "who was cancelled is not counted");
@@ -265,7 +256,7 @@ TEST(SemaphoreSchedules, cancelledWaiterStaysCountedAndTakesNothing)
             semaphore.give();
             rest();
         }
-        requireEnded({next});
+        requireEnd({next});
     });
 }
 
@@ -280,8 +271,7 @@ TEST(SemaphoreSchedules, lockThatAThreadDiesWithGoesToTheNext)
         };
         const Thread one = start(takeAndEnd);
         const Thread two = start(takeAndEnd);
-        rest();
-        requireEnded({one, two});
+        requireEnd({one, two});
         room.requireEmpty();
     });
 }
@@ -295,8 +285,7 @@ TEST(SemaphoreSchedules, semaphoreMayBeDestroyedByWhoWasLetGo)
             semaphore->take(-1);
             delete semaphore;
         });
-        rest();
-        requireEnded({giver, taker});
+        requireEnd({giver, taker});
     });
 }
 
@@ -310,8 +299,7 @@ TEST(SemaphoreSchedules, listOfLiveOnesIsNeverInTheWay)
         });
         const Thread two = start([&] { const Shown another(1, 1, false); });
         const Thread three = start([&] { room.visit(); });
-        rest();
-        requireEnded({one, two, three});
+        requireEnd({one, two, three});
         room.requireEmpty();
     });
 }
@@ -325,8 +313,7 @@ TEST(WaitSchedules, oneSignalLetsOneWaitGo)
         const Thread one = start(waitFor);
         const Thread two = start(waitFor);
         start([&] { wait.signal(); });
-        rest();
-        requireEnded({one, two});
+        requireEnd({one, two});
         require(let + wait.wait(0) == 1, "a signal is lost, or lets two go");
     });
 }
@@ -339,7 +326,6 @@ TEST(WaitSchedules, signalIsRememberedForTheOnlyWaiter)
         const auto signal = [&] { wait.signal(); };
         const Thread one = start(signal);
         const Thread two = start(signal);
-        rest();
-        requireEnded({waiter, one, two});
+        requireEnd({waiter, one, two});
     });
 }

@@ -60,8 +60,7 @@ TEST(TimedThreadSchedules, workIsDoneOrTheTimeIsUp)
         TimedThreadIfc* const timed = factory.make(&work);
         const Thread client = start(
             [&] { require(timed->runForAMaximumOf(100) == 0 || work.isDone(), "done too early"); });
-        rest();
-        requireEnded({client});
+        requireEnd({client});
         require(work.isDone(), "the work was not done");
         factory.deleteAll();
     });
@@ -75,8 +74,7 @@ TEST(TimedThreadSchedules, workWithoutLimitIsWaitedFor)
         TimedThreadIfc* const timed = factory.make(&work);
         const Thread client = start(
             [&] { require(timed->runForAMaximumOf(-1) == 1 && work.isDone(), "done too early"); });
-        rest();
-        requireEnded({client});
+        requireEnd({client});
         factory.deleteAll();
     });
 }
@@ -90,8 +88,7 @@ TEST(TimedThreadSchedules, forcedEndLetsTheClientGo)
         const Thread client =
             start([&] { require(timed->runForAMaximumOf(-1) == 1, "a wait without limit fails"); });
         const Thread forcer = start([&] { timed->forceTimeoutToExpire(); });
-        rest();
-        requireEnded({client, forcer});
+        requireEnd({client, forcer});
         factory.deleteAll();
     });
 }
@@ -107,8 +104,7 @@ TEST(TimedThreadSchedules, deletionEndsTheWorkWhereverItIs)
             timed->runForAMaximumOf(100);
             require(factory.deleteTimedThread(timed), "it is not in the list");
         });
-        rest();
-        requireEnded({client});
+        requireEnd({client});
         require(!work.isDone(), "the work was done");
     });
 }
@@ -121,8 +117,7 @@ TEST(TimedThreadSchedules, allAreWokenWhileOneIsRun)
         TimedThreadIfc* const timed = factory.make(&work);
         const Thread client = start([&] { timed->runForAMaximumOf(100); });
         const Thread killer = start([&] { factory.killAllTimedThread(); });
-        rest();
-        requireEnded({client, killer});
+        requireEnd({client, killer});
         factory.deleteAll();
     });
 }
@@ -138,8 +133,7 @@ TEST(TimedThreadSchedules, workUsesItsFactoryWhileItIsDeleted)
             timed->runForAMaximumOf(0);
             const Thread deleter = start([&] { factory.deleteTimedThread(timed); });
             const Thread other = start([&] { factory.make(nullptr); });
-            rest();
-            requireEnded({deleter, other});
+            requireEnd({deleter, other});
             factory.deleteAll();
         },
         usualBounds(1));
@@ -156,8 +150,7 @@ TEST(TimedThreadSchedules, twoWorksUseTheFactoryWhileOneIsDeleted)
             one->runForAMaximumOf(0);
             two->runForAMaximumOf(0);
             const Thread deleter = start([&] { factory.deleteTimedThread(one); });
-            rest();
-            requireEnded({deleter});
+            requireEnd({deleter});
             factory.deleteAll();
         },
         usualBounds(1));

@@ -50,8 +50,7 @@ TEST(TimerSchedules, stopMeansNoLaterCallback)
             callback.mustBeOver();
             require(callback.calls() <= (wasArmed ? 0 : 1), "stop does not say what it did");
         });
-        rest();
-        requireEnded({client});
+        requireEnd({client});
         require(monitor.numItems() == 0 && !timer.isRunning(), "the timer is not idle");
     });
 }
@@ -67,8 +66,7 @@ TEST(TimerSchedules, destructionMeansNoLaterCallback)
             timer.reset();
             callback.mustBeOver();
         });
-        rest();
-        requireEnded({client});
+        requireEnd({client});
         require(monitor.numItems() == 0, "a timer is served that is gone");
     });
 }
@@ -83,8 +81,7 @@ TEST(TimerSchedules, armedTimersExpireOnceEach)
             osTimer second(&callback, 60);
             const Thread one = start([&] { first.start(); });
             const Thread two = start([&] { second.start(); });
-            rest();
-            requireEnded({one, two});
+            requireEnd({one, two});
             require(callback.calls() == 2, "a timer has not expired");
             require(monitor.numItems() == 0, "a timer that has expired is armed");
         },
@@ -106,8 +103,7 @@ TEST(TimerSchedules, resetExtendsOrComesTooLate)
             timer.reset();
             wasExtended = wasExtended || monitor.numItems() == 1;
         });
-        rest();
-        requireEnded({client});
+        requireEnd({client});
         require(callback.calls() <= 1, "a reset makes another expiry");
         require(monitor.numItems() == 0 && !timer.isRunning(), "the timer is not idle");
         wasDropped = wasDropped || callback.calls() == 0;
@@ -126,8 +122,7 @@ TEST(TimerSchedules, armingAgainMovesTheExpiryOrComesTooLate)
             timer.start();
             timer.start();
         });
-        rest();
-        requireEnded({client});
+        requireEnd({client});
         require(callback.calls() == 1 || callback.calls() == 2, "the timer has not expired");
         require(monitor.numItems() == 0, "a timer that has expired is armed");
     });
@@ -142,8 +137,7 @@ TEST(TimerSchedules, startAndStopOfTwoThreadsLeaveNothingArmed)
         bool wasArmed = false;
         const Thread one = start([&] { timer.start(); });
         const Thread two = start([&] { wasArmed = timer.stop(); });
-        rest();
-        requireEnded({one, two});
+        requireEnd({one, two});
         require(callback.calls() <= (wasArmed ? 0 : 1), "a stopped timer has expired");
         require(monitor.numItems() == 0, "a timer stays armed");
     });
@@ -158,8 +152,7 @@ TEST(TimerSchedules, timersOfBeforeTheStartAreServed)
             osTimer timer(&callback, 50);
             const Thread client = start([&] { timer.start(); });
             const Thread starter = start([&] { monitor.start(); });
-            rest();
-            requireEnded({client, starter});
+            requireEnd({client, starter});
             require(callback.calls() == 1, "the timer has not expired");
         },
         usualBounds(1));
@@ -177,8 +170,7 @@ TEST(TimerSchedules, endOfTheMonitorMeansNoLaterCallback)
             monitor.reset();
             callback.mustBeOver();
         });
-        rest();
-        requireEnded({ender});
+        requireEnd({ender});
         timer.reset();
         require(callback.calls() <= 1, "the timer has expired twice");
     });
@@ -194,7 +186,6 @@ TEST(TimerSchedules, monitorEndsThoughItsStarterWasCancelled)
             pthread_join(starter, nullptr);
             monitor.reset();
         });
-        rest();
-        requireEnded({starter, ender});
+        requireEnd({starter, ender});
     });
 }
