@@ -5,6 +5,7 @@
 #include <unistd.h>
 
 #include "storms/storm.h"
+#include "support/forked_exit.h"
 #include "support/observed.h"
 
 using storms::Dice;
@@ -56,19 +57,6 @@ void useEverything()
     threader.spawn(&id, comingAndGoing, nullptr, "", GPAL_THREAD_PRIORITY_NORMAL, 0);
 }
 
-/// The child has this thread only, and locks that the others held at the fork stay locked in it.
-[[noreturn]] void forkAndExit()
-{
-    const pid_t child = fork();
-    if (child == 0) {
-        alarm(30);
-        std::exit(0);
-    }
-    int status = -1;
-    waitpid(child, &status, 0);
-    _exit(status == 0 ? 0 : 1);
-}
-
 /// Runs a busy process that ends in one of the ways; returns its status.
 int endOfABusyProcess(int way, unsigned int seed)
 {
@@ -84,7 +72,7 @@ int endOfABusyProcess(int way, unsigned int seed)
         case 1:
             _exit(0);
         default:
-            forkAndExit();
+            support::exitInAForkedChild(30);
         }
     }
     int status = -1;

@@ -4,10 +4,11 @@
 #include <cstdlib>
 #include <new>
 #include <pthread.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <gpal/Threader.h>
+
+#include "support/forked_exit.h"
 
 namespace
 {
@@ -53,12 +54,5 @@ int main()
     while (!isHeld) {
         usleep(1000);
     }
-    const pid_t child = fork();
-    if (child == 0) {
-        alarm(5);
-        std::exit(0);
-    }
-    int status = -1;
-    waitpid(child, &status, 0);
-    _exit(status == 0 ? 0 : 1);
+    support::exitInAForkedChild(5);
 }
