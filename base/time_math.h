@@ -44,6 +44,15 @@ constexpr bool isEarlier(const timespec& a, const timespec& b)
     return a.tv_sec < b.tv_sec || (a.tv_sec == b.tv_sec && a.tv_nsec < b.tv_nsec);
 }
 
+/// Puts \p time in the place of \p earliest, if it is earlier or if that is {0, 0}: not set.
+constexpr void keepEarliest(timespec& earliest, const timespec& time)
+{
+    const bool isSet = earliest.tv_sec != 0 || earliest.tv_nsec != 0;
+    if (!isSet || isEarlier(time, earliest)) {
+        earliest = time;
+    }
+}
+
 } // namespace gpal::detail
 
 #endif

@@ -8,6 +8,7 @@
 #include <cstddef>
 #include <iterator>
 #include <pthread.h>
+#include <time.h>
 #include <vector>
 
 #include "timers/TimerSlack.h"
@@ -22,22 +23,31 @@ namespace gpal::detail
 class TimerList
 {
 public:
-    bool contains(const osThreadBasedTimer* timer) const
-    {
-        return std::find(m_timers.begin(), m_timers.end(), timer) != m_timers.end();
-    }
+    struct Entry {
+        osThreadBasedTimer* timer;
+        /// The timer is not due before, and need not be asked; {0, 0} for one that has not been
+        /// asked since it was armed, or is to be asked in each pass.
+        timespec notDueBefore;
+    };
 
-    void append(osThreadBasedTimer* timer)
+    /// Lists a timer that was armed, once; false if it was in the list already.
+    bool add(osThreadBasedTimer* timer)
     {
-        m_timers.push_back(timer);
+        const auto found = std::find_if(m_timers.begin(), m_timers.end(), Is{timer});
+        if (found != m_timers.end()) {
+            found->notDueBefore = {};
+            return false;
+        }
+        m_timers.push_back({timer, {}});
         publishSize();
+        return true;
     }
 
     /// Takes out one timer, keeping the others in order; false if it is not in the list. Searched
     /// from the end, where the monitor serves and where timers are that were just armed.
     bool remove(const osThreadBasedTimer* timer)
     {
-        const auto found = std::find(m_timers.rbegin(), m_timers.rend(), timer);
+        const auto found = std::find_if(m_timers.rbegin(), m_timers.rend(), Is{timer});
         if (found == m_timers.rend()) {
             return false;
         }
@@ -52,10 +62,7 @@ public:
         publishSize();
     }
 
-    osThreadBasedTimer* operator[](int index) const
-    {
-        return m_timers[static_cast<std::size_t>(index)];
-    }
+    Entry& operator[](int index) { return m_timers[static_cast<std::size_t>(index)]; }
 
     /// For a scope, the calling thread holds the list and calls clients back.
     class Serving
@@ -86,12 +93,17 @@ public:
 private:
     static constexpr unsigned long NOBODY = 0;
 
+    struct Is {
+        const osThreadBasedTimer* timer;
+        bool operator()(const Entry& entry) const { return entry.timer == timer; }
+    };
+
     void publishSize()
     {
         m_size.store(static_cast<int>(m_timers.size()), std::memory_order_relaxed);
     }
 
-    std::vector<osThreadBasedTimer*> m_timers;
+    std::vector<Entry> m_timers;
     std::atomic<int> m_size{0};
     std::atomic<unsigned long> m_servedBy{NOBODY};
     TimerSlack m_slack;

@@ -174,13 +174,9 @@ bool osThreadBasedTimer::timerEvent(timespec* now, timespec* next)
 /// As timerEvent; a thread whose timer slack is given has its usual one when the client is called.
 bool osThreadBasedTimer::serve(const timespec& now, timespec& next, gpal::detail::TimerSlack* slack)
 {
-    using gpal::detail::isEarlier;
     FieldsLock fields(m_lock, m_id);
-    if (isEarlier(now, m_expiry)) {
-        const bool nextIsSet = next.tv_sec != 0 || next.tv_nsec != 0;
-        if (!nextIsSet || isEarlier(m_expiry, next)) {
-            next = m_expiry;
-        }
+    if (gpal::detail::isEarlier(now, m_expiry)) {
+        gpal::detail::keepEarliest(next, m_expiry);
         return false;
     }
     timeAble* callback = m_callback;

@@ -101,10 +101,7 @@ bool osTimerThread::add(osThreadBasedTimer* timer)
     }
     reportIfCallback(timer);
     return locked(m_mutex, [this, timer] {
-        const bool added = !m_timers->contains(timer);
-        if (added) {
-            m_timers->append(timer);
-        }
+        const bool added = m_timers->add(timer);
         pthread_cond_signal(&m_condition);
         return added;
     });
@@ -211,20 +208,31 @@ void osTimerThread::serveTimers()
     const DestroyedIfCancelled whenCancelled(serving);
     for (int index = m_timers->size(); index > 0; index = std::min(index, m_timers->size())) {
         --index;
-        osThreadBasedTimer* timer = (*m_timers)[index];
-        if (serve(*timer)) {
+        TimerList::Entry& entry = (*m_timers)[index];
+        if (isEarlier(m_now, entry.notDueBefore)) {
+            keepEarliest(m_deadline, entry.notDueBefore);
+            continue;
+        }
+        osThreadBasedTimer* timer = entry.timer;
+        if (serve(*timer, entry.notDueBefore)) {
             remove_locked(timer);
         }
     }
 }
 
 /// What a class of a client's own does when it is asked is not known before, nor what it starts.
-bool osTimerThread::serve(osThreadBasedTimer& timer)
+bool osTimerThread::serve(osThreadBasedTimer& timer, timespec& notDueBefore)
 {
     TimerSlack& slack = m_timers->slack();
-    if (typeid(timer) == typeid(osThreadBasedTimer)) {
-        return timer.serve(m_now, m_deadline, &slack);
+    if (typeid(timer) != typeid(osThreadBasedTimer)) {
+        slack.makeUsual();
+        return timer.timerEvent(&m_now, &m_deadline);
     }
-    slack.makeUsual();
-    return timer.timerEvent(&m_now, &m_deadline);
+    timespec expiry{};
+    if (timer.serve(m_now, expiry, &slack)) {
+        return true;
+    }
+    notDueBefore = expiry;
+    keepEarliest(m_deadline, expiry);
+    return false;
 }

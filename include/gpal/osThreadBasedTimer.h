@@ -38,8 +38,9 @@ public:
     /// held off meanwhile.
     virtual ~osThreadBasedTimer();
 
-    /// Called by the monitor in each pass, with its list locked and \p now on the monotonic clock.
-    /// A timer that is not due yet lowers `*next` to its expiry ({0, 0} counts as not set) and
+    /// Called by the monitor with its list locked and \p now on the monotonic clock: in each pass
+    /// for a class of a client's own, otherwise when the timer has been armed and when it is due. A
+    /// timer that is not due yet lowers `*next` to its expiry ({0, 0} counts as not set) and
     /// returns false; one that is due calls back, if it is still running, and returns true: the
     /// monitor then drops it. With a null pointer: false, nothing is touched.
     virtual bool timerEvent(timespec* now, timespec* next);

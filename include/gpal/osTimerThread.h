@@ -86,7 +86,7 @@ public:
 private:
     GPAL_INTERNAL void waitForWork();
     GPAL_INTERNAL void serveTimers();
-    GPAL_INTERNAL bool serve(osThreadBasedTimer& timer);
+    GPAL_INTERNAL bool serve(osThreadBasedTimer& timer, timespec& notDueBefore);
     GPAL_INTERNAL void reportIfCallback(const osThreadBasedTimer* timer) const;
 
     std::unique_ptr<gpal::detail::TimerList>

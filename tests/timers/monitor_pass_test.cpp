@@ -167,6 +167,17 @@ TEST_F(MonitorPass, armingAgainKeepsTheEntryAndItsPlace)
     EXPECT_EQ(m_monitor.numItems(), 0);
 }
 
+TEST_F(MonitorPass, armingAgainWithAShorterIntervalBringsTheExpiryForward)
+{
+    start();
+    osTimer timer(&m_receiver, 2000);
+    EXPECT_EQ(m_time.sleepAfter([&] { timer.start(); }), "until 502.970000000");
+    timer.init(&m_receiver, 50);
+    EXPECT_EQ(m_time.sleepAfter([&] { timer.start(); }), "until 501.020000000");
+    m_time.pass({0, 50000000});
+    EXPECT_EQ(m_receiver.calls(), 1);
+}
+
 TEST_F(MonitorPass, removalKeepsTheOrderOfTheRest)
 {
     start();
@@ -201,6 +212,19 @@ TEST_F(MonitorPass, handsEachTimerTheTimeAndTheEarliestExpirySoFar)
     EXPECT_EQ(m_time.sleeps().back(), "until 502.490000000");
     EXPECT_EQ(m_monitor.numItems(), 2);
     EXPECT_FALSE(m_monitor.remove(&second));
+}
+
+TEST_F(MonitorPass, handsOnTheExpiryOfATimerWhetherOrNotItWasAskedBefore)
+{
+    ScriptedTimer asked;
+    osTimer timer(&m_receiver, 50);
+    m_monitor.add(&asked);
+    timer.start();
+    start();
+    EXPECT_EQ(asked.m_seen, "10.980000000, next 11.030000000");
+    asked.m_seen.clear();
+    m_time.wakeMonitor();
+    EXPECT_EQ(asked.m_seen, "10.980000000, next 11.030000000");
 }
 
 TEST_F(MonitorPass, collectsTheEarliestExpiryAnewOnEachPass)
