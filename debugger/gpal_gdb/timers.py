@@ -35,7 +35,7 @@ class Monitor:
         timers = memory.owned(value["m_timers"])
         if timers is None:
             raise memory.Damaged("the monitor at %s has no list" % value.address)
-        self.pointers = memory.vector(timers["m_timers"])
+        self.pointers = [entry["timer"] for entry in memory.vector(timers["m_timers"])]
 
     def timers(self):
         """The timers that can be read, in the order of their expiries, and a line for each other."""
