@@ -105,14 +105,19 @@ int walk(const Registers& start, void** buffer, int max)
 /// its last call; all 0 when there is none.
 Registers registersAround(std::uint64_t sp)
 {
+    // What a signal interrupted may be anywhere, so a spoilt stack can lead round in circles there.
+    constexpr int MOST_SIGNALS = 64;
     const Here start = here();
     Unwinder unwinder(start.registers);
     Registers function = unwinder.registers();
-    while (sp >= function.value[STACK_POINTER] && unwinder.step() == Unwinder::Step::CALLER) {
+    int signals = 0;
+    while (sp >= function.value[STACK_POINTER] && signals < MOST_SIGNALS &&
+           unwinder.step() == Unwinder::Step::CALLER) {
         if (unwinder.registers().value[STACK_POINTER] > sp) {
             return function;
         }
         function = unwinder.registers();
+        signals += unwinder.isInterrupted() ? 1 : 0;
     }
     return Registers{};
 }

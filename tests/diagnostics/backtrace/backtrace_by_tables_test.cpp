@@ -207,6 +207,21 @@ TEST(BacktraceByTables, believesNoOtherThreadsStack)
     EXPECT_EQ(WITHOUT_STACK, namesOf(*static_cast<Stack*>(stack)));
 }
 
+TEST(BacktraceByTables, endsInAHandlerWhoseInterruptedRegistersLeadBackIntoIt)
+{
+    static int count;
+    withFaultHandler(
+        [](ucontext_t* context, int) {
+            ucontext_t inHandler{};
+            getcontext(&inHandler);
+            context->uc_mcontext = inHandler.uc_mcontext;
+            void* buffer[8] = {};
+            count = get_ret_addr(reinterpret_cast<unsigned long>(&chainLeaf), ~0UL - 7, 8, buffer);
+        },
+        [] { chainFirst(chainLeaf, forbiddenAddress()); });
+    EXPECT_EQ(WITHOUT_STACK.size(), static_cast<std::size_t>(count));
+}
+
 TEST(BacktraceByTables, givesAddressesInsideTheCallingInstructions)
 {
     constexpr long LONGEST_CALL = 7;
