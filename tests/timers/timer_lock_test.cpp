@@ -149,6 +149,12 @@ TEST_F(TimerLock, isTakenAndGivenOnceByEachOperationAndPass)
     expectFreeAfter(6);
 }
 
+TEST_F(TimerLock, hasOneUnitWhichNobodyHoldsTwice)
+{
+    EXPECT_EQ(dump().number("max count"), 1);
+    EXPECT_EQ(dump().number("reentrant"), 0);
+}
+
 TEST_F(TimerLock, isTheMonitorsDuringACallbackAndOthersQueueForIt)
 {
     Gate gate;
