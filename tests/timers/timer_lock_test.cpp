@@ -178,6 +178,23 @@ TEST_F(TimerLock, isTheMonitorsDuringACallbackAndOthersQueueForIt)
     EXPECT_EQ(dump().waitingCount(), 0);
 }
 
+TEST_F(TimerLock, isNobodysAfterItsUseThoughItWasGivenBackForAnOwnerThatStillUsesIt)
+{
+    Gate gate;
+    m_receiver.m_during = [&gate](osTimerIfc*) { gate.enter(); };
+    m_time.sleepAfter([this] { m_monitor.start(); });
+    m_time.sleepAfter([this] { m_timer->start(); });
+    m_time.setMonotonic({11, 0});
+    osThreadBasedTimer waker;
+    m_monitor.add(&waker);
+    ASSERT_TRUE(soon([&gate] { return gate.isOccupied(); }));
+    Semaphore::threadExitSemaphoreCleanup(m_monitor.myThread());
+    EXPECT_EQ(dump().owner(), m_monitor.myThread());
+    EXPECT_TRUE(m_timer->isRunning());
+    EXPECT_EQ(dump().owner(), 0UL);
+    gate.open();
+}
+
 TEST_F(TimerInItsCallback, lendsItsLockToNobodyBeforeWhoWaitsForIt)
 {
     std::thread first([this] { EXPECT_FALSE(m_timer.isRunning()); });
