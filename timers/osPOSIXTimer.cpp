@@ -60,7 +60,6 @@ osPOSIXTimer::osPOSIXTimer(timeAble* callback, int intervalMs, osTimerIfc* owner
         m_timerId = nullptr;
     }
     setInterval(intervalMs, &m_setting->it_value);
-    setInterval(0, &m_setting->it_interval);
     trace("osPOSIXTimer::osPOSIXTimer", m_timerId, ") OK");
 }
 

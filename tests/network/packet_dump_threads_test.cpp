@@ -16,6 +16,7 @@
 #include "support/observed.h"
 #include "support/plain_thread.h"
 #include "support/temporary_directory.h"
+#include "threads/dump.h"
 
 namespace
 {
@@ -43,6 +44,15 @@ std::string payloadOf(int thread, int number)
 }
 
 } // namespace
+
+TEST_F(PacketDumpThreads, shareALockOfOneUnitWhichNobodyHoldsTwice)
+{
+    const std::vector<Dump> all = dumpOfAll();
+    ASSERT_EQ(all.size(), 1u);
+    EXPECT_EQ(all[0].count(), 1);
+    EXPECT_EQ(all[0].number("max count"), 1);
+    EXPECT_EQ(all[0].number("reentrant"), 0);
+}
 
 TEST_F(PacketDumpThreads, writeRecordsThatNeverInterleave)
 {

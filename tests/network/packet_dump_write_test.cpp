@@ -112,6 +112,16 @@ TEST_F(PacketDumpWrite, numbersTcpRecordsThroughTheirSourceAddress)
     EXPECT_EQ(all[303].packet.substr(SOURCE_AT, 8), bytes("0000012D 00000000"));
 }
 
+TEST_F(PacketDumpWrite, numbersMoreTcpRecordsThanAWordOfSixteenBitsCounts)
+{
+    for (int i = 0; i <= 0x10203; ++i) {
+        write("", PACKET_DUMP_TCP_FORWARD);
+    }
+    const std::string all = written();
+    const std::string lastPacket = all.substr(all.size() - 54);
+    EXPECT_EQ(lastPacket.substr(SOURCE_AT, 8), bytes("00010203 00000000"));
+}
+
 TEST_F(PacketDumpWrite, leavesTheTransportHeaderOutOfOtherRecords)
 {
     EXPECT_EQ(write("abc", PACKET_DUMP_OTHER), 3);

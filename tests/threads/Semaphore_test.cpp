@@ -6,10 +6,12 @@
 #include <memory>
 #include <new>
 #include <type_traits>
+#include <vector>
 
 #include "support/layer_threads.h"
 #include "support/observed.h"
 #include "support/plain_thread.h"
+#include "support/thread_calls.h"
 #include "threads/dump.h"
 
 namespace
@@ -309,6 +311,19 @@ TEST(Semaphore, cleansUpWithNoSemaphoreAlive)
 {
     Semaphore::threadExitSemaphoreCleanup(thisThread());
     EXPECT_EQ(dumpTextOfAll(), "");
+}
+
+TEST(Semaphore, destroysItsLocksAsNobodyHoldsThem)
+{
+    auto semaphore = std::make_unique<Semaphore>(1, 1, false);
+    std::vector<int> results;
+    const support::Replacement destroy(
+        support::calls::pthread_mutex_destroy, [&](pthread_mutex_t* mutex) {
+            results.push_back(support::calls::pthread_mutex_destroy.original(mutex));
+            return results.back();
+        });
+    semaphore.reset();
+    EXPECT_THAT(results, testing::ElementsAre(0, 0));
 }
 
 TEST(Semaphore, isListedFromItsConstructionToItsDestruction)

@@ -75,7 +75,7 @@ class StoppedClock
 public:
     struct Event {
         pthread_cond_t* condition;
-        long waitsUntil; ///< 0: a signal
+        long waitsUntil; ///< in milliseconds; 0: a signal
         bool operator==(const Event& other) const
         {
             return condition == other.condition && waitsUntil == other.waitsUntil;
@@ -95,7 +95,8 @@ private:
     Replacement<int(pthread_cond_t*, pthread_mutex_t*, const timespec*)> m_wait{
         calls::pthread_cond_timedwait,
         [this](pthread_cond_t* condition, pthread_mutex_t*, const timespec* deadline) {
-            m_events.push_back({condition, static_cast<long>(deadline->tv_sec)});
+            m_events.push_back({condition, static_cast<long>(deadline->tv_sec * 1000 +
+                                                             deadline->tv_nsec / 1000000)});
             m_duringWaits();
             return ETIMEDOUT;
         }};
@@ -259,9 +260,9 @@ TEST(TimedThreadFactory, forcesThenWaitsTenSecondsForOneAfterTheOtherUnderItsLoc
         timedThread->waitForCompletion(1000);
         ASSERT_EQ(clock.events().size(), 1U);
         pthread_cond_t* condition = clock.events()[0].condition;
-        EXPECT_EQ(clock.events()[0].waitsUntil, 1001);
+        EXPECT_EQ(clock.events()[0].waitsUntil, 1001000);
         expected.push_back({condition, 0});
-        expected.push_back({condition, 1010});
+        expected.push_back({condition, 1010000});
         loseAWaiterOf(*timedThread);
         clock.clear();
     }

@@ -14,8 +14,10 @@
 #include <gpal/osTimer.h>
 #include <gpal/ProcessTypeString.h>
 
+#include "support/condition_signals.h"
 #include "support/kernel_id.h"
 #include "support/replaceable.h"
+#include "threads/dump.h"
 #include "timers/monitor_fixture.h"
 
 namespace calls = support::calls;
@@ -63,12 +65,37 @@ TEST_F(TimerMonitor, describesItselfToTheProcessManager)
     EXPECT_EQ(m_monitor.type(), ProcessTypeString::OS_TIMER_THREAD);
 }
 
+TEST_F(TimerMonitor, countsItsStartByASemaphoreOfOneUnit)
+{
+    const std::vector<Dump> all = dumpOfAll();
+    ASSERT_EQ(all.size(), 1u);
+    EXPECT_EQ(all[0].count(), 0);
+    EXPECT_EQ(all[0].number("max count"), 1);
+    EXPECT_EQ(all[0].number("reentrant"), 0);
+}
+
 TEST_F(TimerMonitor, startReturnsWithTheFirstClockReadingsTaken)
 {
     m_monitor.start();
     EXPECT_THAT(m_time.readings(), ElementsAre(CLOCK_MONOTONIC, CLOCK_REALTIME));
     EXPECT_NE(m_monitor.myThread(), 0UL);
     EXPECT_EQ(m_monitor.threadId(), m_monitor.myThread());
+}
+
+TEST(TimerMonitorsPass, saysThatItIsTheLastWhenTheMonitorIsBeingDestroyed)
+{
+    const support::Replacement awake(calls::pthread_cond_wait,
+                                     [](pthread_cond_t*, pthread_mutex_t*) { return 0; });
+    auto destroyed = std::make_unique<osTimerThread>();
+    osTimerThread& monitor = *destroyed;
+    EXPECT_FALSE(monitor.monitor());
+    bool last = false;
+    const support::Replacement wakeUp(calls::pthread_cond_signal, [&](pthread_cond_t* condition) {
+        last = monitor.monitor(); // with the list locked, as the destructor has it here
+        return calls::pthread_cond_signal.original(condition);
+    });
+    destroyed.reset();
+    EXPECT_TRUE(last);
 }
 
 TEST_F(TimerMonitor, startsOneThreadHoweverOftenItIsTold)

@@ -149,6 +149,12 @@ TEST_F(TimerLock, isTakenAndGivenOnceByEachOperationAndPass)
     expectFreeAfter(6);
 }
 
+TEST_F(TimerLock, hasOneUnitWhichNobodyHoldsTwice)
+{
+    EXPECT_EQ(dump().number("max count"), 1);
+    EXPECT_EQ(dump().number("reentrant"), 0);
+}
+
 TEST_F(TimerLock, isTheMonitorsDuringACallbackAndOthersQueueForIt)
 {
     Gate gate;
@@ -170,6 +176,23 @@ TEST_F(TimerLock, isTheMonitorsDuringACallbackAndOthersQueueForIt)
     EXPECT_EQ(dump().count(), 1);
     EXPECT_EQ(dump().owner(), 0UL);
     EXPECT_EQ(dump().waitingCount(), 0);
+}
+
+TEST_F(TimerLock, isNobodysAfterItsUseThoughItWasGivenBackForAnOwnerThatStillUsesIt)
+{
+    Gate gate;
+    m_receiver.m_during = [&gate](osTimerIfc*) { gate.enter(); };
+    m_time.sleepAfter([this] { m_monitor.start(); });
+    m_time.sleepAfter([this] { m_timer->start(); });
+    m_time.setMonotonic({11, 0});
+    osThreadBasedTimer waker;
+    m_monitor.add(&waker);
+    ASSERT_TRUE(soon([&gate] { return gate.isOccupied(); }));
+    Semaphore::threadExitSemaphoreCleanup(m_monitor.myThread());
+    EXPECT_EQ(dump().owner(), m_monitor.myThread());
+    EXPECT_TRUE(m_timer->isRunning());
+    EXPECT_EQ(dump().owner(), 0UL);
+    gate.open();
 }
 
 TEST_F(TimerInItsCallback, lendsItsLockToNobodyBeforeWhoWaitsForIt)

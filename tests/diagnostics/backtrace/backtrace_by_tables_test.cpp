@@ -100,6 +100,26 @@ __attribute__((noinline)) int recordWithFramePointer(void* argument)
     room[0] = 1;
     return recordFromRegisters(argument) + room[0] - 1;
 }
+
+/// Records the stack from a place further up on, behind a frame pointer of its own.
+__attribute__((noinline)) int recordFrom(unsigned long pc, unsigned long sp, unsigned size)
+{
+    auto* room = static_cast<volatile char*>(__builtin_alloca(size));
+    room[0] = 1;
+    return get_ret_addr(pc, sp, 63, chainRecorded) + room[0] - 1;
+}
+
+/// The same from its own place, to which its frame pointer belongs.
+__attribute__((noinline)) int recordThroughAnother(void* argument)
+{
+    const unsigned size = *static_cast<unsigned*>(argument);
+    auto* room = static_cast<volatile char*>(__builtin_alloca(size));
+    room[0] = 1;
+    unsigned long pc = 0;
+    unsigned long sp = 0;
+    TAKE_PLACE(pc, sp);
+    return recordFrom(pc, sp, size) + room[0] - 1;
+}
 }
 
 namespace
@@ -172,6 +192,15 @@ TEST(BacktraceByTables, walksFromThereThroughFramesWithFramePointers)
     const Stack stack(chainRecorded, chainRecorded + count);
     EXPECT_EQ((Names{"recordFromRegisters", "recordWithFramePointer", "chainThird"}),
               firstNames(stack, 3));
+    EXPECT_EQ("main", namesOf(stack).back());
+}
+
+TEST(BacktraceByTables, walksFromAPlaceFurtherUpWithTheRegistersOfThatPlace)
+{
+    unsigned int bytes = 100;
+    const int count = chainFirst(recordThroughAnother, &bytes);
+    const Stack stack(chainRecorded, chainRecorded + count);
+    EXPECT_EQ((Names{"recordThroughAnother", "chainThird", "chainSecond"}), firstNames(stack, 3));
     EXPECT_EQ("main", namesOf(stack).back());
 }
 

@@ -10,12 +10,12 @@ using gpal::detail::MemoryRange;
 namespace
 {
 
-/// Two pages side by side, of which the second can't be read at first.
-class TwoPages : public testing::Test
+/// Three pages side by side, of which the second can't be read at first.
+class Pages : public testing::Test
 {
 protected:
-    TwoPages()
-        : m_memory(mmap(nullptr, 2 * m_size, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS,
+    Pages()
+        : m_memory(mmap(nullptr, 3 * m_size, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS,
                         -1, 0)),
           m_first(reinterpret_cast<std::uintptr_t>(m_memory))
     {
@@ -23,7 +23,7 @@ protected:
         *reinterpret_cast<std::uintptr_t*>(m_first + m_size) = 18;
         protectSecond(PROT_NONE);
     }
-    ~TwoPages() override { munmap(m_memory, 2 * m_size); }
+    ~Pages() override { munmap(m_memory, 3 * m_size); }
 
     void protectSecond(int protection) const
     {
@@ -38,7 +38,7 @@ protected:
 
 } // namespace
 
-TEST_F(TwoPages, areReadAsFarAsTheyCanBeRead)
+TEST_F(Pages, areReadAsFarAsTheyCanBeRead)
 {
     MemoryRange both(m_first, m_first + 2 * m_size);
     EXPECT_TRUE(both.read(m_first + m_size - sizeof m_word, m_word));
@@ -47,7 +47,7 @@ TEST_F(TwoPages, areReadAsFarAsTheyCanBeRead)
     EXPECT_EQ(17U, m_word) << "left as it was";
 }
 
-TEST_F(TwoPages, areAskedForOnceInAWalk)
+TEST_F(Pages, areAskedForOnceInAWalk)
 {
     MemoryRange both(m_first, m_first + 2 * m_size);
     EXPECT_FALSE(both.read(m_first + m_size, m_word));
@@ -57,7 +57,18 @@ TEST_F(TwoPages, areAskedForOnceInAWalk)
     EXPECT_EQ(18U, m_word);
 }
 
-TEST_F(TwoPages, areReadWithinTheRangeOnlyAndInWholeWords)
+TEST_F(Pages, areReadOnBothSidesOfOneThatCanNotBeRead)
+{
+    const std::uintptr_t below = m_first + m_size - sizeof m_word;
+    MemoryRange all(m_first, m_first + 3 * m_size);
+    EXPECT_TRUE(all.read(below, m_word));
+    EXPECT_TRUE(all.read(m_first + 2 * m_size, m_word));
+    EXPECT_FALSE(all.read(m_first + m_size, m_word));
+    EXPECT_TRUE(all.read(below, m_word));
+    EXPECT_EQ(17U, m_word);
+}
+
+TEST_F(Pages, areReadWithinTheRangeOnlyAndInWholeWords)
 {
     MemoryRange first(m_first, m_first + m_size);
     EXPECT_TRUE(first.read(m_first, m_word));

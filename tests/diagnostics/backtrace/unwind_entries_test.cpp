@@ -224,6 +224,15 @@ TEST(UnwindIndex, isReadInItsUsualFormOnly)
     EXPECT_FALSE(isFound(none));
 }
 
+TEST(UnwindIndex, mayEndWithItsLibrary)
+{
+    const Bytes index = Bytes{1, 0x1B, 0x03, 0x3B} + numberIn(4, 0) + numberIn(4, 2) + Bytes(2 * 8);
+    const std::uint8_t* const end = index.data() + index.size();
+    EXPECT_EQ(index.data() + 12, searchTableIn(index.data(), end).position());
+    EXPECT_EQ(end, searchTableIn(index.data(), end).end());
+    EXPECT_TRUE(searchTableIn(index.data(), end - 1).atEnd());
+}
+
 TEST(UnwindIndex, mayPointToItsEntriesInAnyForm)
 {
     CraftedLibrary library;

@@ -191,6 +191,16 @@ TEST(UnwindExpression, knowsConstantsAndSums)
     EXPECT_EQ(99U, valueOf({}, 99)) << "the frame's base is there at the start";
 }
 
+TEST(UnwindExpression, takesTheTopBitOfTheLastGroupForTheSign)
+{
+    const auto number = [](std::int64_t value) { return static_cast<std::uint64_t>(value); };
+    EXPECT_EQ(number(32), valueOf({0x11, 0x20}));
+    EXPECT_EQ(number(-33), valueOf({0x11, 0x5F}));
+    EXPECT_EQ(number(4096), valueOf({0x11, 0x80, 0x20}));
+    EXPECT_EQ(number(-4097), valueOf({0x11, 0xFF, 0x5F}));
+    EXPECT_EQ(number(-0x4000000000000000), valueOf(Bytes{0x11} + Bytes(8, 0x80) + Bytes{0x40}));
+}
+
 TEST(UnwindExpression, givesNothingWhereItIsUnknownOrBroken)
 {
     for (const Bytes& broken : {Bytes{}, Bytes{0x22}, Bytes{0x31, 0x22}, Bytes{0x06},
