@@ -7,6 +7,21 @@
 #include <netinet/in.h>
 #include <unistd.h>
 
+#include "base/cancellation.h"
+
+namespace
+{
+
+/// A thread that is cancelled finishes its look-up first: the C library has one lock for them all,
+/// which would be lost with the thread.
+const hostent* lookUp(const char* name)
+{
+    const gpal::detail::CancellationHeldOff untilFound;
+    return gethostbyname(name);
+}
+
+} // namespace
+
 NetworkPort::~NetworkPort() = default;
 
 const char* NetworkPort::getIPAddress()
@@ -15,7 +30,7 @@ const char* NetworkPort::getIPAddress()
     if (gethostname(name, sizeof name - 1) != 0) {
         return m_address;
     }
-    const hostent* host = gethostbyname(name);
+    const hostent* host = lookUp(name);
     if (host == nullptr || host->h_addr_list[0] == nullptr) {
         return m_address;
     }

@@ -16,7 +16,8 @@ public:
     /// name can't be looked up: what the last successful call on this object returned, or "".
     ///
     /// The text belongs to the C library: the next call, in any thread and on any object,
-    /// overwrites it. Not for two threads at once. A cancellation point.
+    /// overwrites it. Not for two threads at once. A cancellation point, but for the look-up, which
+    /// a cancelled thread finishes first.
     const char* getIPAddress();
 
 private:
