@@ -7,20 +7,7 @@
 #include <netinet/in.h>
 #include <unistd.h>
 
-#include "base/cancellation.h"
-
-namespace
-{
-
-/// A thread that is cancelled finishes its look-up first: the C library has one lock for them all,
-/// which would be lost with the thread.
-const hostent* lookUp(const char* name)
-{
-    const gpal::detail::CancellationHeldOff untilFound;
-    return gethostbyname(name);
-}
-
-} // namespace
+#include "network/look_up.h"
 
 NetworkPort::~NetworkPort() = default;
 
@@ -30,7 +17,7 @@ const char* NetworkPort::getIPAddress()
     if (gethostname(name, sizeof name - 1) != 0) {
         return m_address;
     }
-    const hostent* host = lookUp(name);
+    const hostent* host = gpal::detail::lookUp([&]() noexcept { return gethostbyname(name); });
     if (host == nullptr || host->h_addr_list[0] == nullptr) {
         return m_address;
     }

@@ -72,6 +72,18 @@ TEST(CancelledLookUp, isFinishedFirst)
     EXPECT_TRUE(isFinished);
 }
 
+TEST(CancelledLookUp, isNotBegunWhenTheThreadIsCancelledAlready)
+{
+    const Replacement lookUp(calls::gethostbyname, [](const char*) -> hostent* {
+        ADD_FAILURE() << "looked up";
+        return nullptr;
+    });
+    EXPECT_TRUE(PlainThread([] {
+                    pthread_cancel(pthread_self());
+                    NetworkUtils::getIPAddr();
+                }).wasCancelled());
+}
+
 TEST(CancelledLookUp, leavesTheCLibrarysOwnLockToTheNext)
 {
     GPAL_IN_PRIVATE_NAMESPACES();
