@@ -7,6 +7,8 @@
 #include <netinet/in.h>
 #include <unistd.h>
 
+#include "network/look_up.h"
+
 NetworkPort::~NetworkPort() = default;
 
 const char* NetworkPort::getIPAddress()
@@ -15,7 +17,7 @@ const char* NetworkPort::getIPAddress()
     if (gethostname(name, sizeof name - 1) != 0) {
         return m_address;
     }
-    const hostent* host = gethostbyname(name);
+    const hostent* host = gpal::detail::lookUp([&]() noexcept { return gethostbyname(name); });
     if (host == nullptr || host->h_addr_list[0] == nullptr) {
         return m_address;
     }

@@ -11,6 +11,7 @@
 #include "base/cancellation.h"
 #include "base/errno_kept.h"
 #include "cancelled.h"
+#include "network/look_up.h"
 #include "network/reports.h"
 
 using gpal::detail::CancellationHeldOff;
@@ -54,8 +55,9 @@ Addresses localAddresses(unsigned int port, AddressFamily family, const std::str
     hints.ai_family = family;
     hints.ai_socktype = SOCK_DGRAM;
     addrinfo* list = nullptr;
-    const int error =
-        getaddrinfo(address.empty() ? nullptr : address.c_str(), service, &hints, &list);
+    const int error = gpal::detail::lookUp([&]() noexcept {
+        return getaddrinfo(address.empty() ? nullptr : address.c_str(), service, &hints, &list);
+    });
     if (error != 0) {
         errno = reasonOf(error);
         reportError("UDPSocket::open(): getaddrinfo error: [%s]\n", gai_strerror(error));

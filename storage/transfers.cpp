@@ -70,6 +70,8 @@ bool Storage::copyFile_noEx(std::string const& source, std::string const& destin
         while (in.get(character)) {
             out.put(character);
         }
+        // Who waits for the destination's closing may take the source away then.
+        gpal::detail::DropAndClose()(in.rdbuf());
         out.rdbuf()->pubsync();
         return true;
     });

@@ -16,8 +16,9 @@ class GPAL_API Dll
 {
 public:
     /// Loads \p library, found as `dlopen` finds it, its symbols bound lazily and visible to other
-    /// libraries. Waits while another process loads; cancellation is held off meanwhile, as it is
-    /// by the destructor. `error` tells whether it succeeded.
+    /// libraries. Waits while another process or thread loads, so for ever in what a library runs
+    /// while it is loaded itself; cancellation is held off meanwhile, as it is by the destructor.
+    /// `error` tells whether it succeeded.
     explicit Dll(const std::string& library);
     Dll(const Dll&) = delete;
     Dll& operator=(const Dll&) = delete;

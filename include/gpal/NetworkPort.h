@@ -16,7 +16,8 @@ public:
     /// name can't be looked up: what the last successful call on this object returned, or "".
     ///
     /// The text belongs to the C library: the next call, in any thread and on any object,
-    /// overwrites it. Not for two threads at once. A cancellation point.
+    /// overwrites it. Not for two threads at once. A cancellation point; a look-up that has begun
+    /// is finished first.
     const char* getIPAddress();
 
 private:

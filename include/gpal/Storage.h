@@ -312,9 +312,9 @@ private:
     char const* m_fileName;
 };
 
-/// Makes every missing directory of `dirname(path)`, with mode 0700 when \p rootAccessOnly is set,
-/// else 0775, before umask; what exists is skipped, whatever it is. Returns 0; -1 when one could
-/// not be made, with errno as `mkdir` set it.
+/// Makes every missing directory of `dirname(path)`; a relative path of one name is made itself.
+/// Modes before umask are 0700 when \p rootAccessOnly is set, else 0775; what exists is skipped,
+/// whatever it is. Returns 0; -1 when one could not be made, with errno as `mkdir` set it.
 GPAL_API int makeDir(std::string path, bool rootAccessOnly);
 
 #endif

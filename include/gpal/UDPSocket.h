@@ -42,8 +42,8 @@ public:
 ///
 /// A socket belongs to one thread at a time. `open`, `close`, `read`, `write` and, when it fails,
 /// `setPriority` are cancellation points. A thread that is cancelled in `open` or `close` leaves
-/// the socket either open or closed, and usable by another. Cancellation unwinds the stack: a
-/// `catch (...)` around these functions must rethrow.
+/// the socket either open or closed, and usable by another; it finishes the look-up of an address
+/// first. Cancellation unwinds the stack: a `catch (...)` around these functions must rethrow.
 class GPAL_API UDPSocket
 {
 public:

@@ -2,7 +2,8 @@
 /// Call stacks and register dumps for the device's maintainers; no unwind tables are needed there.
 ///
 /// The functions can be used from C. None reports an error: a walk that can't go on simply stops,
-/// and what it did not reach stays zero. `errno` is left as it is.
+/// and what it did not reach stays zero. `errno` is left as it is, save where
+/// `get_backtrace_symbols` is short of memory.
 ///
 /// **What walkable code needs.** On the device (32-bit MIPS) a walk reads the machine code of every
 /// function on its way, back to its first instructions. It gets through code that is

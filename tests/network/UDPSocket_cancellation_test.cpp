@@ -21,6 +21,8 @@
 #include "support/network_calls.h"
 #include "support/observed.h"
 #include "support/plain_thread.h"
+#include "support/temporary_directory.h"
+#include "support/temporary_mounts.h"
 
 using support::Captured;
 using support::openDescriptors;
@@ -101,6 +103,44 @@ TEST(UDPSocketCancelled, inAFailedLookUpIsClosed)
     const Replacement resolver(calls::getaddrinfo, [](const char*, const char*, const addrinfo*,
                                                       addrinfo**) { return EAI_NONAME; });
     cancelAtEachLine(1, false, openAnywhere);
+}
+
+TEST(UDPSocketCancelled, beforeALookUpMakesNone)
+{
+    const Replacement resolver(calls::getaddrinfo,
+                               [](const char*, const char*, const addrinfo*, addrinfo**) {
+                                   ADD_FAILURE() << "looked up";
+                                   return EAI_NONAME;
+                               });
+    UDPSocket socket;
+    EXPECT_TRUE(PlainThread([&] {
+                    pthread_cancel(pthread_self());
+                    openAnywhere(socket);
+                }).wasCancelled());
+    expectDefinedState(socket);
+}
+
+TEST(UDPSocketCancelled, inALookUpFinishesItAndLosesNoDescriptor)
+{
+    GPAL_IN_PRIVATE_NAMESPACES();
+    const support::TemporaryDirectory directory;
+    const std::string hosts = directory.file("hosts", "127.0.0.1 some\n127.0.0.2 some\n::1 some\n");
+    const support::ShownInPlace known(hosts, "/etc/hosts");
+    const support::RecordedLog log;
+    const auto before = openDescriptors();
+    UDPSocket socket;
+    const Replacement resolver(calls::getaddrinfo, [](const char* node, const char* service,
+                                                      const addrinfo* hints, addrinfo** list) {
+        pthread_cancel(pthread_self());
+        return calls::getaddrinfo.original(node, service, hints, list);
+    });
+    // Of several addresses the C library asks the kernel which is the nearest.
+    EXPECT_TRUE(PlainThread([&] {
+                    socket.open(peers::freePort(), ADDRESS_FAMILY_NONE, "", "some");
+                }).wasCancelledOnlyAtItsEnd());
+    EXPECT_GE(socket.socketHandle(), 0);
+    socket.close();
+    EXPECT_EQ(openDescriptors(), before);
 }
 
 TEST(UDPSocketCancelled, inAComplaintAboutBeingOpenIsOpenOrClosed)

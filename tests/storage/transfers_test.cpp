@@ -24,6 +24,7 @@ using support::openDescriptors;
 using support::Replacement;
 using testing::ElementsAre;
 using testing::IsEmpty;
+using testing::Pair;
 
 namespace
 {
@@ -184,6 +185,19 @@ TEST_F(Copy, readsTheSourceToItsEndEvenWhenNothingCanBeWritten)
     EXPECT_TRUE(Storage::copyFile_noEx(pipe, "/dev/full"));
     writer.join();
     EXPECT_EQ(taken, static_cast<ssize_t>(bytes.size())) << "the reader was there all the time";
+}
+
+TEST_F(Copy, isWrittenToItsEndAndClosedOnceTheSourceIsClosed)
+{
+    std::vector<std::pair<std::string, std::size_t>> closed;
+    const Replacement closing(calls::fclose, [&](std::FILE* file) {
+        const std::string descriptor = "/proc/self/fd/" + std::to_string(fileno(file));
+        closed.emplace_back(std::filesystem::read_symlink(descriptor),
+                            std::filesystem::file_size(m_target));
+        return calls::fclose.original(file);
+    });
+    EXPECT_TRUE(Storage::copyFile_noEx(m_source, m_target));
+    EXPECT_THAT(closed, ElementsAre(Pair(m_source, 0U), Pair(m_target, 4U)));
 }
 
 TEST_F(Copy, leavesNoDescriptorOpen)
