@@ -24,33 +24,40 @@ namespace gpal::detail
 namespace
 {
 
-void reportEscapedException(const std::type_info& body, const char* what)
+void reportEscapedException(const char* body, const char* what)
 {
     std::string name;
     try {
-        name = body.name();
+        name = body;
         symbolInfo::demangleSymbol(name);
     } catch (const std::bad_alloc&) {
         // What has escaped may well be the want of memory; the report must not fail with it.
-        handleException(body.name(), what);
+        handleException(body, what);
         return;
     }
     handleException(name.c_str(), what);
+}
+
+/// The name of the body's class; "" where the client is built without run-time type information.
+const char* mangledNameOf(Threadable& body)
+{
+    const std::type_info* const type = &typeid(body);
+    return type != nullptr ? type->name() : "";
 }
 
 // Cancellation comes as an exception without an object, which the sanitizer would take the first
 // handler's reference to miss. Inlined, the function would be looked at as part of its caller.
 __attribute__((noinline, no_sanitize("null"))) void runGuarded(Threadable& body)
 {
-    const std::type_info& type = typeid(body); // an escaping exception may have outlived the body
+    const char* const name = mangledNameOf(body); // an escaping exception may outlive the body
     try {
         body.run();
     } catch (const abi::__forced_unwind&) {
         throw; // cancellation and pthread_exit unwind the stack; swallowing that would abort
     } catch (const std::exception& escaped) {
-        reportEscapedException(type, escaped.what());
+        reportEscapedException(name, escaped.what());
     } catch (...) {
-        reportEscapedException(type, "");
+        reportEscapedException(name, "");
     }
 }
 
