@@ -13,10 +13,11 @@
 extern "C" {
 #endif
 
-/// A new counting semaphore with \p initialCount units and at most \p maxCount (-1: no bound).
+/// A new counting semaphore with \p initialCount units and at most \p maxCount (-1: no bound). Null
+/// without memory for it.
 GPAL_API void* new_Semaphore(int initialCount, int maxCount);
 
-/// A new reentrant semaphore; its bound is 1 whatever \p maxCount is.
+/// A new reentrant semaphore; its bound is 1 whatever \p maxCount is. Null without memory for it.
 GPAL_API void* new_RSemaphore(int initialCount, int maxCount);
 
 /// Takes one unit, waiting for at most \p timeoutMs milliseconds (-1: without limit). Returns 1, or

@@ -6,6 +6,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <gpal/semaphore_c_api.h>
 #include <gpal/Wait.h>
 
 #include "support/failing_allocations.h"
@@ -63,6 +64,26 @@ TEST(SemaphoreWithoutMemory, isNotMadeAndLeavesNothing)
         EXPECT_EQ(support::blocksInUse(), before);
     }
     EXPECT_EQ(dumpTextOfAll(), "");
+}
+
+TEST(SemaphoreForC, isNullWithoutMemoryForIt)
+{
+    for (void* (*const make)(int, int) : {new_Semaphore, new_RSemaphore}) {
+        const long before = support::blocksInUse();
+        void* made = nullptr;
+        int successes = 0;
+        for (; made == nullptr; ++successes) {
+            EXPECT_EQ(support::blocksInUse(), before);
+            try {
+                const FailingAllocations memory(successes);
+                made = make(1, 1);
+            } catch (const std::bad_alloc&) {
+                ADD_FAILURE() << "a program in C catches nothing";
+            }
+        }
+        EXPECT_GT(successes, 1);
+        delete_Semaphore(made);
+    }
 }
 
 TEST(SemaphoreInAForkedChild, isDestroyedAlthoughAThreadOfTheParentHeldItsLock)
