@@ -2,6 +2,7 @@
 
 #include <cstdarg>
 #include <cstdio>
+#include <exception>
 #include <ostream>
 
 #include "base/cancellation.h"
@@ -17,8 +18,12 @@ void writeToConsole(std::string_view text)
 {
     const CancellationHeldOff whileWriting;
     static const std::ios_base::Init streamsAreReady;
-    // Not "<<": a width or fill that the client has set is meant for the client's own next output.
-    standardOutput.write(text.data(), static_cast<std::streamsize>(text.size())).flush();
+    try {
+        // Not "<<": a width or fill that the client has set is meant for the client's own output.
+        standardOutput.write(text.data(), static_cast<std::streamsize>(text.size())).flush();
+    } catch (const std::exception&) {
+        // The client has the stream throw when it fails, which is no business of ours.
+    }
 }
 
 void printToConsole(const char* format, ...)

@@ -10,7 +10,9 @@ namespace gpal::detail
 
 /// Writes \p text to standard output in one piece and flushes it, so that the lines of several
 /// threads do not mix. Cancellation is held off meanwhile: unwinding out of the stream would leave
-/// it in a failed state, and all later output of the process would be lost.
+/// it in a failed state, and all later output of the process would be lost. A failing stream does
+/// not throw out of it, though the client may have told it to: callers are destructors, too, and
+/// the threads of timers, where that would end the process or reboot the device.
 void writeToConsole(std::string_view text);
 
 /// Writes one formatted line, at most 255 characters of it. Takes no memory from the heap, so it

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <atomic>
 #include <cerrno>
+#include <fcntl.h>
 #include <gmock/gmock.h>
 #include <iomanip>
 #include <iostream>
@@ -153,6 +154,23 @@ TEST(SemaphoreDump, doesNotDependOnTheGlobalLocale)
     std::locale::global(global);
     std::cout.imbue(ofTheStream);
     EXPECT_EQ(text, known.dump());
+}
+
+TEST(SemaphoreDump, isLostAndNothingElseWhereTheClientsStreamThrows)
+{
+    Semaphore semaphore(1, 1, false);
+    const int output = dup(1);
+    const int full = open("/dev/full", O_WRONLY);
+    dup2(full, 1);
+    std::cout.exceptions(std::ios_base::badbit | std::ios_base::failbit);
+    EXPECT_NO_THROW(semaphore.displayInfo()) << "it fails";
+    EXPECT_TRUE(std::cout.bad());
+    EXPECT_NO_THROW(semaphore.displayInfo()) << "it has failed";
+    std::cout.exceptions(std::ios_base::goodbit);
+    std::cout.clear();
+    dup2(output, 1);
+    close(full);
+    close(output);
 }
 
 TEST(SemaphoreDump, isASnapshotThatDoesNotWaitForTheState)
