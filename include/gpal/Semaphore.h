@@ -22,8 +22,9 @@ class FieldsLock;
 /// Every live semaphore is in a process-wide set, so that all can be dumped, and so that a thread
 /// that ends while it owns one gives it back. All operations may be called from any thread, those
 /// that follow destruction excepted: the last user must be through before the object goes. Threads
-/// that are still blocked in `take` when the semaphore is destroyed are not woken. None of them
-/// throws: a waiting thread that there is no memory to list is missing in dumps only.
+/// that are still blocked in `take` when the semaphore is destroyed are not woken. Without
+/// memory, making one and dumps throw `std::bad_alloc`; `take` and `give` throw nothing: a waiting
+/// thread that can't be listed is missing in dumps only.
 ///
 /// A thread that is cancelled inside `take` releases the semaphore's locks but stays counted as
 /// waiting. While a thread counts as waiting, `take` does not use a free unit at once but queues

@@ -39,7 +39,8 @@ public:
     void setThreadId(unsigned long threadId);
 
     /// Joins the thread that runs this body. Returns the result of `pthread_join`: 0 or an error
-    /// number; ESRCH when it was never spawned. To be called once per thread. A cancellation point.
+    /// number; ESRCH when it was never spawned. To be called once per thread. A cancellation point
+    /// when it has to wait.
     int waitForThreadCompletion();
 
 protected:

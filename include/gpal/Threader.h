@@ -33,7 +33,7 @@ public:
     virtual bool destroy(unsigned long threadId) = 0;
 
     /// Joins the thread. Returns the result of `pthread_join`: 0 or an error number, ESRCH for id
-    /// 0. A cancellation point.
+    /// 0. A cancellation point when it has to wait.
     virtual int waitForThreadCompletion(unsigned long threadId) = 0;
 };
 
@@ -55,7 +55,8 @@ public:
     ///
     /// Returns false, with nothing created, when \p function or \p threadId is null; otherwise
     /// true, even if the thread could not be created, which is reported on standard output only:
-    /// `*threadId` is then left as it was. No cancellation point.
+    /// `*threadId` is then left as it was. Without memory for what the thread starts with:
+    /// `std::bad_alloc`, and nothing is created. No cancellation point.
     virtual bool spawn(unsigned long* threadId, void* (*function)(void*), void* argument,
                        std::string name, GPALThreadPriority priority, int reserved);
 

@@ -32,7 +32,7 @@ public:
     /// Starts the work and waits for it for at most \p timeoutMs milliseconds (-1: without limit).
     /// Returns 1 when it completed in time or the wait was forced to end; 0 otherwise: the work
     /// goes on, nothing is cancelled or logged. Meant to be called once per object; a second call
-    /// starts a second thread and forgets the first. A cancellation point.
+    /// starts a second thread and forgets the first. A cancellation point when it has to wait.
     virtual int runForAMaximumOf(int timeoutMs) = 0;
 
     /// Lets a client that waits for completion return at once with 1; with nobody waiting, the next
@@ -40,7 +40,7 @@ public:
     virtual void forceTimeoutToExpire() = 0;
 
     /// Waits for completion for at most \p timeoutMs milliseconds (-1: without limit). Returns 1
-    /// when it was signalled, 0 when the time ran out. A cancellation point.
+    /// when it was signalled, 0 when the time ran out. A cancellation point when it has to wait.
     virtual int waitForCompletion(int timeoutMs) = 0;
 };
 

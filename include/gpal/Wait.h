@@ -12,11 +12,11 @@ class GPAL_API WaitIfc
 public:
     virtual ~WaitIfc();
 
-    /// Blocks until signalled. Returns 1. A cancellation point.
+    /// Blocks until signalled. Returns 1. A cancellation point when it has to wait.
     virtual int wait() = 0;
 
     /// Blocks until signalled, for at most \p timeoutMs milliseconds (-1: without limit). Returns 1
-    /// when signalled, 0 when the time ran out. A cancellation point.
+    /// when signalled, 0 when the time ran out. A cancellation point when it has to wait.
     virtual int wait(int timeoutMs) = 0;
 
     /// Releases one waiting thread; with nobody waiting the signal is remembered, one at most, and

@@ -48,7 +48,7 @@ public:
 
     /// Starts the monitor's thread, once; later calls return at once. Timers armed before are
     /// served by its first pass. Returns when the thread has read its clocks and holds the list: if
-    /// the system can't make the thread, that is never. A cancellation point.
+    /// the system can't make the thread, that is never. A cancellation point when it has to wait.
     void start();
 
     /// Appends a timer to the list and wakes the monitor. Returns false for null, and for a timer
