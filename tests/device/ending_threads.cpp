@@ -8,10 +8,10 @@
 #include <pthread.h>
 #include <stdexcept>
 #include <string>
-#include <unistd.h>
 #include <utility>
 
 #include <gpal/GPALException.h>
+#include <gpal/Wait.h>
 
 #include "booted.h"
 
@@ -59,7 +59,7 @@ int endThreads(const std::string& ending)
 {
     runThread([] {});
     runThread([] { pthread_exit(nullptr); });
-    runThread([] { pause(); }, true);
+    runThread([] { Wait().wait(-1); }, true);
     if (ending == "standard") {
         runThread([] { throw std::runtime_error("no tone"); });
     } else if (ending == "layer") {

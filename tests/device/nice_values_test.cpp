@@ -13,7 +13,6 @@
 #include <sstream>
 #include <string>
 #include <sys/resource.h>
-#include <unistd.h>
 #include <vector>
 
 #include <gmock/gmock.h>
@@ -40,19 +39,13 @@ constexpr LevelAndNice LEVELS[] = {{0, 9}, {1, 0}, {2, -10}, {3, -10}, {4, -16},
 constexpr int UNSEEN = 99;
 
 /// The nineteenth figure of the kernel's about a thread; the second is a name in parentheses.
-int niceFromOutside(int process, int thread)
+int niceFromOutside(int thread)
 {
-    const std::string figures = support::outputOf("cat /proc/" + std::to_string(process) +
-                                                  "/task/" + std::to_string(thread) + "/stat");
+    const std::string figures = support::outputOf("cat /proc/" + std::to_string(thread) + "/stat");
     std::istringstream rest(figures.substr(figures.rfind(')') + 1));
     const std::vector<std::string> fromTheThird{std::istream_iterator<std::string>(rest),
                                                 std::istream_iterator<std::string>()};
     return fromTheThird.size() > 16 ? std::stoi(fromTheThird[16]) : UNSEEN;
-}
-
-int niceFromOutside(int thread)
-{
-    return niceFromOutside(getpid(), thread);
 }
 
 /// A body that stays until it is let go, at a level of its own.
@@ -152,7 +145,7 @@ protected:
     {
         Process process;
         EXPECT_EQ(start(process, {path}), 1);
-        const int nice = niceFromOutside(process.ID(), process.ID());
+        const int nice = niceFromOutside(process.ID());
         finish(process);
         return nice;
     }

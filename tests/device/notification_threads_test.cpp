@@ -14,6 +14,7 @@
 #include <gtest/gtest.h>
 
 #include "device/booted.h"
+#include "support/c_library.h"
 #include "support/kernel_id.h"
 #include "support/observed.h"
 #include "support/replaceable.h"
@@ -61,7 +62,11 @@ private:
     std::atomic<int> m_inside{0};
 };
 
-using NotificationThread = devicetest::OnTheDevice;
+class NotificationThread : public devicetest::OnTheDevice
+{
+protected:
+    void prepare() override { GPAL_SKIP_BECAUSE(support::whyNoNotificationThreads()); }
+};
 
 } // namespace
 

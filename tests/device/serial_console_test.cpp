@@ -163,11 +163,22 @@ protected:
     {
         std::ofstream(TABLE) << m_table;
         EXPECT_EQ(kill(1, SIGHUP), 0);
-        for (const ConsoleProcess& process : consoleProcesses()) {
-            kill(process.id, SIGKILL);
-        }
-        EXPECT_TRUE(consoleSettlesAt({GETTY}));
+        EXPECT_TRUE(eventually([] { return onlyTheLoginPromptIsLeft(); }));
+        EXPECT_TRUE(consoleSettlesAt({GETTY})) << testing::PrintToString(consoleCommands());
         EXPECT_EQ(contentOf(TABLE), m_table);
+    }
+
+    /// Ends all shells on the console: init may have started one more before it read the table
+    /// that has the prompt.
+    static bool onlyTheLoginPromptIsLeft()
+    {
+        const std::vector<ConsoleProcess> processes = consoleProcesses();
+        for (const ConsoleProcess& process : processes) {
+            if (process.command != GETTY) {
+                kill(process.id, SIGKILL);
+            }
+        }
+        return processes.size() == 1 && processes[0].command == GETTY;
     }
 
     static void set(SerialPortConfiguration::SerialPortMode mode)

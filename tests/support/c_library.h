@@ -5,9 +5,11 @@
 #define GPAL_TESTS_SUPPORT_C_LIBRARY_H
 
 #include <arpa/inet.h>
+#include <csignal>
 #include <dlfcn.h>
 #include <string>
 #include <thread>
+#include <time.h>
 #include <unistd.h>
 
 namespace support
@@ -24,14 +26,40 @@ inline std::string whyWaitsHaveNoName()
     return exports("__mips_syscall6") ? "" : "the C library waits in functions that have no names";
 }
 
-/// Where threads are processes, it looks for a thread's own data by its stack pointer.
-inline std::string whyHandlersNeedTheThreadsStack()
+/// Whether each thread is a process of its own.
+inline bool threadsAreProcesses()
 {
     pid_t ofThread = 0;
     std::thread([&ofThread] { ofThread = getpid(); }).join();
-    return ofThread == getpid() ? ""
-                                : "the C library knows a thread by its stack pointer, and not in a "
-                                  "handler with a stack of its own";
+    return ofThread != getpid();
+}
+
+/// Where threads are processes, it looks for a thread's own data by its stack pointer.
+inline std::string whyHandlersNeedTheThreadsStack()
+{
+    return threadsAreProcesses() ? "the C library knows a thread by its stack pointer, and not in "
+                                   "a handler with a stack of its own"
+                                 : "";
+}
+
+/// The kernel lists the threads of a process that belong to it.
+inline std::string whyAProcessHasOneThread()
+{
+    return threadsAreProcesses() ? "each thread is a process of its own" : "";
+}
+
+/// POSIX timers that expire on threads of the C library's own.
+inline std::string whyNoNotificationThreads()
+{
+    timer_t timer{};
+    sigevent event{};
+    event.sigev_notify = SIGEV_THREAD;
+    event.sigev_notify_function = [](sigval) {};
+    if (timer_create(CLOCK_REALTIME, &event, &timer) != 0) {
+        return "the C library has no notification threads";
+    }
+    timer_delete(timer);
+    return "";
 }
 
 inline std::string whyNoShortAddresses()

@@ -10,6 +10,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include "support/c_library.h"
 #include "support/observed.h"
 #include "support/temporary_directory.h"
 #include "tool_run.h"
@@ -137,6 +138,7 @@ TEST(GpalInfoProcess, isFoundByItsIdOrByAPartOfItsPath)
 
 TEST(GpalInfoProcess, isShownWithAllItsThreads)
 {
+    GPAL_SKIP_BECAUSE(support::whyAProcessHasOneThread());
     WaitingThread body;
     const std::unique_ptr<ThreaderIfc> threader(ThreaderFactory().createNewThreader());
     unsigned long id = 0;

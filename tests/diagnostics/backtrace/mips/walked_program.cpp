@@ -17,7 +17,6 @@
 #include <signal.h>
 #include <string>
 #include <ucontext.h>
-#include <unistd.h>
 
 #include "../chain.h"
 #include "situations.h"
@@ -61,7 +60,7 @@ void handle(int signal, siginfo_t*, void* context)
     show(count);
     std::printf("registers\n%s", registers.c_str());
     std::fflush(stdout);
-    _exit(0);
+    std::exit(0); // where threads are processes, _exit would end this one only
 }
 
 /// Comes back from the library.
