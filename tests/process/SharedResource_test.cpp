@@ -3,6 +3,7 @@
 
 #include <cerrno>
 #include <cstdint>
+#include <cstdio>
 #include <cstring>
 #include <gmock/gmock.h>
 #include <memory>
@@ -121,13 +122,13 @@ TEST_F(SystemV, aSegmentIsSharedWithAnotherProcess)
     ASSERT_NE(-1, m_segment) << std::strerror(errno);
     auto* const text = static_cast<char*>(m_memory.attach(m_segment, nullptr, 0));
     ASSERT_NE(reinterpret_cast<char*>(-1), text);
-    std::strcpy(text, "from the first");
+    std::snprintf(text, SIZE, "from the first");
     EXPECT_EQ(0, secondProcess([&] {
                   SharedMemory memory;
                   const int found = memory.create(key(), 0, 0);
                   auto* const place = static_cast<char*>(memory.attach(found, nullptr, 0));
                   const bool same = std::strcmp(place, "from the first") == 0;
-                  std::strcpy(place, "from the second");
+                  std::snprintf(place, SIZE, "from the second");
                   return found == m_segment && same && memory.detach(place) == 0 ? 0 : 1;
               }));
     EXPECT_STREQ("from the second", text);

@@ -1,6 +1,7 @@
 #include <gpal/Storage.h>
 
 #include <cerrno>
+#include <cstdio>
 #include <cstring>
 #include <vector>
 
@@ -56,7 +57,7 @@ public:
         for (const char* name : names) {
             dirent entry{};
             entry.d_type = DT_DIR; // which is not true
-            std::strcpy(entry.d_name, name);
+            std::snprintf(entry.d_name, sizeof entry.d_name, "%s", name);
             m_entries.push_back(entry);
         }
     }
