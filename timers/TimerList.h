@@ -88,6 +88,9 @@ public:
     /// Beside the list, as the monitor's own object has no room for it; of its thread only.
     TimerSlack& slack() { return m_slack; }
 
+    /// Whether the monitor's thread waits; in a child that was forked meanwhile that never ends.
+    bool& isWaitedFor() { return m_isWaitedFor; }
+
     int size() const { return m_size.load(std::memory_order_relaxed); }
 
 private:
@@ -107,6 +110,7 @@ private:
     std::atomic<int> m_size{0};
     std::atomic<unsigned long> m_servedBy{NOBODY};
     TimerSlack m_slack;
+    bool m_isWaitedFor = false;
 };
 
 } // namespace gpal::detail

@@ -81,7 +81,11 @@ osTimerThread::~osTimerThread()
         waitForThreadCompletion();
     }
     pthread_mutex_destroy(&m_mutex);
-    pthread_cond_destroy(&m_condition);
+    // Otherwise this is a forked child, or the thread was cancelled: to destroy a condition is to
+    // wait for those who wait for it, and it holds nothing that has to be freed.
+    if (!m_timers->isWaitedFor()) {
+        pthread_cond_destroy(&m_condition);
+    }
 }
 
 void osTimerThread::start()
@@ -191,12 +195,14 @@ bool osTimerThread::monitor()
 /// Any wake-up will do: an added or removed timer, the deadline, a spurious one.
 void osTimerThread::waitForWork()
 {
+    m_timers->isWaitedFor() = true;
     if (m_timers->size() > 0) {
         m_timers->slack().makeLeast();
         timedWait(m_condition, m_mutex, m_deadline);
     } else {
         pthread_cond_wait(&m_condition, &m_mutex);
     }
+    m_timers->isWaitedFor() = false;
 }
 
 /// Calls back what is due, newest first, and collects the earliest expiry of the rest. Going
