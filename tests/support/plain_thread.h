@@ -10,6 +10,7 @@
 #include <pthread.h>
 #include <sys/types.h>
 #include <utility>
+#include <wchar.h>
 
 #include "support/kernel_id.h"
 #include "support/observed.h"
@@ -120,6 +121,18 @@ inline void cancelOneself()
         pthread_cancel(pthread_self());
         pthread_testcancel();
     }
+}
+
+/// Whether a thread that does \p work, and may be cancelled there, leaves standard error to others.
+inline bool leavesStandardErrorUnlocked(const std::function<void()>& work)
+{
+    fwide(stderr, -1); // as if something had been printed: nobody prints past it then
+    PlainThread(work).join();
+    const bool isUnlocked = ftrylockfile(stderr) == 0;
+    if (isUnlocked) {
+        funlockfile(stderr);
+    }
+    return isUnlocked;
 }
 
 constexpr const char* NO_UNWINDING =
