@@ -10,7 +10,6 @@
 #include <pthread.h>
 #include <sys/types.h>
 #include <utility>
-#include <wchar.h>
 
 #include "support/kernel_id.h"
 #include "support/observed.h"
@@ -126,7 +125,7 @@ inline void cancelOneself()
 /// Whether a thread that does \p work, and may be cancelled there, leaves standard error to others.
 inline bool leavesStandardErrorUnlocked(const std::function<void()>& work)
 {
-    fwide(stderr, -1); // as if something had been printed: nobody prints past it then
+    std::fputc('\n', stderr); // where nothing was printed yet, the C library goes past the stream
     PlainThread(work).join();
     const bool isUnlocked = ftrylockfile(stderr) == 0;
     if (isUnlocked) {
