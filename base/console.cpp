@@ -36,4 +36,10 @@ void printToConsole(const char* format, ...)
     writeToConsole(line);
 }
 
+void printReason(const char* what)
+{
+    const CancellationHeldOff whilePrinting;
+    std::perror(what);
+}
+
 } // namespace gpal::detail

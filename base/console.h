@@ -19,6 +19,10 @@ void writeToConsole(std::string_view text);
 /// serves where an exception must not arise: in destructors and on other libraries' threads.
 void printToConsole(const char* format, ...) __attribute__((format(printf, 1, 2)));
 
+/// Prints \p what and the reason in `errno` on standard error, as `perror` does. Cancellation is
+/// held off meanwhile: the C library would leave standard error locked for good.
+void printReason(const char* what);
+
 } // namespace gpal::detail
 
 #endif

@@ -8,6 +8,8 @@
 
 #include <gpal/NetworkPort.h>
 
+#include "base/console.h"
+
 const std::string NetworkUtils::URL_ELEM_NOT_FOUND = "-1";
 const std::string NetworkUtils::HTTPS_DEFAULT_PORT = "443";
 
@@ -155,7 +157,7 @@ bool NetworkUtils::sockaddrToString(const sockaddr* address, std::string& ip, un
     } else if (family == AF_INET6) {
         number = &reinterpret_cast<const sockaddr_in6*>(address)->sin6_addr;
     } else {
-        std::perror("NetworkUtils::sockaddrToString(): unknown sockaddr family");
+        gpal::detail::printReason("NetworkUtils::sockaddrToString(): unknown sockaddr family");
         syslog(LOG_ERR, "NetworkUtils::sockaddrToString(): unknown sockaddr family\n");
         return false;
     }

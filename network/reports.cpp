@@ -8,6 +8,7 @@
 
 #include <gpal/syslogger.h>
 
+#include "base/console.h"
 #include "base/errno_kept.h"
 
 namespace gpal::detail
@@ -48,7 +49,7 @@ void reportFailure(const char* what, const char* gap, const char* end)
 {
     const ErrnoKept reason;
     const int error = errno;
-    std::perror(what);
+    printReason(what);
     syslogger_error("%s%s%s%s", what, gap, std::strerror(error), end);
 }
 

@@ -5,11 +5,13 @@
 #include <pthread.h>
 
 #include "base/closing.h"
+#include "base/console.h"
 #include "cancelled.h"
 
 using gpal::detail::cancellably;
 using gpal::detail::ClosingBuffer;
 using gpal::detail::DestroyedIfCancelled;
+using gpal::detail::printReason;
 using gpal::detail::runCommand;
 
 namespace
@@ -89,10 +91,10 @@ std::string SerialPortConfiguration::serialPortModeToString(SerialPortMode mode)
 void SerialPortConfiguration::setSerialPortMode(SerialPortMode mode)
 {
     if (!writeNewTable(mode)) {
-        std::perror("Error reading file: ");
+        printReason("Error reading file: ");
         std::remove(NEW_TABLE); // what is torn replaces nothing
     } else if (std::rename(NEW_TABLE, TABLE) != 0) {
-        std::perror("Error renaming file: ");
+        printReason("Error renaming file: ");
     }
     runCommand("kill -s SIGHUP 1"); // init rereads its table
     runCommand(R"(ps | grep "\-sh *$" | sed -n "s/  *\([0-9][0-9]*\).*/\1/p" | xargs kill -9)");

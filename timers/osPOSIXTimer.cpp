@@ -25,7 +25,7 @@ void trace(const char* operation, timer_t handle, const char* rest)
 bool succeeded(int result, const char* call)
 {
     if (result == -1) {
-        std::perror(call);
+        gpal::detail::printReason(call);
         return false;
     }
     return true;

@@ -44,7 +44,7 @@ public:
 
     /// Whether \p address is an IPv6 address (RFC 4291) that a peer can have: one whose first 96
     /// bits are all zero, the loopback and IPv4-compatible addresses, is none. Prints what it
-    /// tested and the result on standard output. A cancellation point.
+    /// tested and the result on standard output. A cancellation point where that is written.
     static bool validateIPv6Address(const std::string& address);
 
     /// The device's own IPv4 address (see `NetworkPort`), "" when it can't be looked up. Not for

@@ -13,7 +13,8 @@
 
 /// Record storage as clients see it; tests substitute it. Every `init` names the file anew; keys
 /// are accepted and ignored. One thread at a time uses an object. A null pointer or a negative
-/// length is a failure. All but `init` are cancellation points.
+/// length is a failure. All but `init` are cancellation points where they open, read or write the
+/// file; records may be buffered.
 class GPAL_API StorageInterface
 {
 public:
@@ -48,11 +49,11 @@ public:
 /// None throws, unless said, or memory runs out; after a failure errno is as the failing call set
 /// it. Relative paths start at the process's working directory.
 ///
-/// Those that copy, move, rename, create or compare files and those that pack or unpack are
-/// cancellation points, also while they are blocked in opening, reading or writing. What a
-/// cancelled one has not written yet is dropped, and its files are closed. Those that list
-/// directories, delete or examine may be cancellation points, and so may `synchronizeStorage`: as
-/// the C library has it.
+/// Those that copy, move, create or compare files, that rename them across file systems, and that
+/// pack or unpack are cancellation points, also while they are blocked in opening, reading or
+/// writing. What a cancelled one has not written yet is dropped, and its files are closed. Those
+/// that list directories, delete or examine may be cancellation points, and so may
+/// `synchronizeStorage`: as the C library has it.
 ///
 /// An object is one record file: records are lines in it, without header, key or checksum. It is
 /// opened on first use and kept open until the direction changes, so that reading after writing
@@ -98,8 +99,8 @@ public:
 #pragma GCC diagnostic pop
 
     /// Opens the file in one direction; returns whether it is open and good. One that is already is
-    /// left as it is, its position included. Another one is closed first, as by `shutdown`. A
-    /// cancellation point.
+    /// left as it is, its position included. Another one is closed first, as by `shutdown`.
+    /// Opening is a cancellation point.
     bool openStorage(eAccessMode mode);
 
     /// Writes \p length bytes without framing. Returns \p length; 0 on failure. Buffered, and a
@@ -107,7 +108,7 @@ public:
     int writeBinary(char* data, int length);
 
     /// Reads \p length bytes. Returns \p length; 0 on failure, which a short read is too. A
-    /// cancellation point.
+    /// cancellation point as `retrieve`.
     int readBinary(char* buffer, int length);
 
     bool storageExists();      ///< always true

@@ -41,9 +41,10 @@ public:
 /// are logged once until one succeeds again, so that a dead link does not flood the log.
 ///
 /// A socket belongs to one thread at a time. `open`, `close`, `read`, `write` and, when it fails,
-/// `setPriority` are cancellation points. A thread that is cancelled in `open` or `close` leaves
-/// the socket either open or closed, and usable by another; it finishes the look-up of an address
-/// first. Cancellation unwinds the stack: a `catch (...)` around these functions must rethrow.
+/// `setPriority` are cancellation points, if there is something to close or send. A thread that is
+/// cancelled in `open` or `close` leaves the socket either open or closed, and usable by another;
+/// it finishes the look-up of an address first. Cancellation unwinds the stack: a `catch (...)`
+/// around these functions must rethrow.
 class GPAL_API UDPSocket
 {
 public:
@@ -151,7 +152,7 @@ extern "C" {
 ///         on standard error and in the system log; -1 with EBADF for a descriptor that `select`
 ///         can't hold, with EMSGSIZE for a length beyond INT_MAX.
 ///
-/// May be called from any thread. A cancellation point.
+/// May be called from any thread. A cancellation point, as it waits.
 GPAL_API int sendto_overNonBlocking(int fd, const void* buf, unsigned int len, int flags,
                                     const sockaddr* to, unsigned int toLen);
 

@@ -154,6 +154,19 @@ TEST(UDPSocketCancelled, inAReportOfNoSocketIsClosed)
     cancelAtEachLine(1, false, openAnywhere);
 }
 
+TEST(UDPSocketCancelled, inAReportOfNoSocketLeavesStandardErrorToOthers)
+{
+    const Captured quiet(2);
+    const support::RecordedLog log;
+    const Replacement none(calls::socket, [](int, int, int) {
+        pthread_cancel(pthread_self());
+        return failing(EMFILE);
+    });
+    UDPSocket socket;
+    EXPECT_TRUE(support::leavesStandardErrorUnlocked([&] { openAnywhere(socket); }));
+    EXPECT_EQ(log.lines().size(), 1U);
+}
+
 TEST(UDPSocketCancelled, inAReportOfAnOptionIsClosed)
 {
     const Replacement change(calls::fcntl, [](int, int, long) { return failing(EPERM); });

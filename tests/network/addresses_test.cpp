@@ -11,6 +11,7 @@
 #include "support/c_library.h"
 #include "support/network_calls.h"
 #include "support/observed.h"
+#include "support/plain_thread.h"
 
 using support::Captured;
 using support::LogLine;
@@ -187,4 +188,14 @@ TEST(SockaddrToString, refusesANullAddress)
     EXPECT_EQ(parts.port, 0u);
     EXPECT_EQ(parts.family, 0u);
     EXPECT_EQ(log.lines().size(), 1u);
+}
+
+TEST(SockaddrToString, leavesStandardErrorToOthersWhenItIsCancelled)
+{
+    const Captured quiet(2);
+    const RecordedLog log;
+    EXPECT_TRUE(support::leavesStandardErrorUnlocked([] {
+        pthread_cancel(pthread_self());
+        partsOf(nullptr);
+    }));
 }

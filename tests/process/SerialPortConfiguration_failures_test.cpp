@@ -118,6 +118,18 @@ TEST_F(TornTable, doesNotReplaceTheGoodOneWhenMemoryIsShort)
     EXPECT_FALSE(support::exists(NEW_TABLE));
 }
 
+TEST_F(TornTable, isRemovedFirstWhenItsWriterIsCancelled)
+{
+    const TableReadInPart table([] {
+        pthread_cancel(pthread_self());
+        errno = EIO;
+        return ssize_t{-1};
+    });
+    const support::Captured quiet(STDERR_FILENO);
+    EXPECT_TRUE(support::leavesStandardErrorUnlocked(setMode));
+    EXPECT_FALSE(support::exists(NEW_TABLE));
+}
+
 TEST_F(TornTable, doesNotReplaceTheGoodOneWhenItsWriterIsCancelled)
 {
     const auto before = support::openDescriptors();

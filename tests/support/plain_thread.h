@@ -122,6 +122,18 @@ inline void cancelOneself()
     }
 }
 
+/// Whether a thread that does \p work, and may be cancelled there, leaves standard error to others.
+inline bool leavesStandardErrorUnlocked(const std::function<void()>& work)
+{
+    std::fputc('\n', stderr); // where nothing was printed yet, the C library goes past the stream
+    PlainThread(work).join();
+    const bool isUnlocked = ftrylockfile(stderr) == 0;
+    if (isUnlocked) {
+        funlockfile(stderr);
+    }
+    return isUnlocked;
+}
+
 constexpr const char* NO_UNWINDING =
     "this C library ends a cancelled thread by its clean-up handlers, without a destructor";
 

@@ -341,6 +341,15 @@ TEST_F(PosixTimer, isDestroyedByAThreadAskedToEndEvenWhenThatFails)
     EXPECT_EQ(m_errors.text(), failure("timer_delete", EINVAL));
 }
 
+TEST_F(PosixTimer, failuresOfAThreadAskedToEndAreReportedFirst)
+{
+    const auto timer = made(1500);
+    m_error = EINVAL;
+    EXPECT_TRUE(completesWhenCancelled([&] { timer->start(); }));
+    EXPECT_EQ(m_errors.text(), failure("timer_settime", EINVAL));
+    m_error = 0;
+}
+
 TEST_F(PosixTimer, tracesOfAThreadAskedToEndLeaveTheConsoleUsable)
 {
     const auto timer = made(100);
