@@ -29,7 +29,8 @@ public:
 
     /// Requests the thread's cancellation. Returns true when the request was accepted. It takes
     /// effect at the thread's next cancellation point, where the thread's clean-up runs; the thread
-    /// still has to be joined or detached. No cancellation point.
+    /// still has to be joined or detached. Where its stack is unwound, functions in it that were
+    /// compiled without unwind tables end that: nothing is cleaned up. No cancellation point.
     virtual bool destroy(unsigned long threadId) = 0;
 
     /// Joins the thread. Returns the result of `pthread_join`: 0 or an error number, ESRCH for id

@@ -23,12 +23,17 @@ libraries=$(dirname "$pc")
     -DCMAKE_EXE_LINKER_FLAGS="$link_flags" >>"$work/log"
 "$cmake" --build "$work/cmake" >>"$work/log"
 $emulator "$work/cmake/client"
+$emulator "$work/cmake/cancelled"
 
 cd "$work"
 export PKG_CONFIG_PATH="$pc"
 "$compiler" -std=c++17 $compile_flags $(pkg-config --cflags gpal) "$client/client.cpp" -o client \
     $link_flags $(pkg-config --libs gpal) "-Wl,-rpath,$libraries"
 $emulator ./client
+"$compiler" -std=c++17 $compile_flags -fno-exceptions -fno-asynchronous-unwind-tables \
+    $(pkg-config --cflags gpal) "$client/cancelled.cpp" -o cancelled \
+    $link_flags $(pkg-config --libs gpal) "-Wl,-rpath,$libraries"
+$emulator ./cancelled
 
 "$compiler" -std=c++17 $compile_flags "-I$work/moved/include" "$client/plain.cpp" -o plain \
     $link_flags "-L$libraries" -lgpal "-Wl,-rpath,$libraries"
