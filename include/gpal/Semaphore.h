@@ -43,6 +43,8 @@ public:
     Semaphore(int initialCount, int maxCount, bool reentrant);
     Semaphore(const Semaphore&) = delete;
     Semaphore& operator=(const Semaphore&) = delete;
+    /// In a forked child it waits for ever if another thread was making, destroying or dumping
+    /// semaphores, or ending, at the fork: a child with static ones leaves by `_exit`.
     virtual ~Semaphore();
 
     /// Takes one unit. Threads that wait already come first: a free unit is not taken past them,

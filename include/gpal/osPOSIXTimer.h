@@ -15,10 +15,11 @@ class timeAble;
 /// A POSIX timer (`timer_create(2)`) on the wall clock whose expiries call a `timeAble` on a thread
 /// that the C library makes for each. A class of its own, not an `osTimerIfc`; no minimum interval.
 ///
-/// Every operation writes a trace line to standard output. Failures of the system calls are
-/// reported with `perror` under the call's name. The object has no lock: one thread at a time uses
-/// it, and it must not be destroyed while an expiry may still be delivered. A timer that could not
-/// be made fails every further operation with EINVAL, reported in the same way.
+/// Every operation writes a trace line to standard output, `std::cout`, which must therefore stay
+/// synchronised with stdio: `timerEvent` writes on the C library's thread. Failures of the system
+/// calls are reported with `perror` under the call's name. The object has no lock: one thread at a
+/// time uses it, and it must not be destroyed while an expiry may still be delivered. A timer that
+/// could not be made fails every further operation with EINVAL, reported in the same way.
 class GPAL_API osPOSIXTimer
 {
 public:
