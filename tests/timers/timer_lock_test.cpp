@@ -6,6 +6,7 @@
 #include <optional>
 #include <string>
 #include <thread>
+#include <unistd.h>
 #include <vector>
 
 #include <gtest/gtest.h>
@@ -75,9 +76,13 @@ public:
     int arrived() const { return m_arrived; }
     void let(int number) { m_mayGo[number] = true; }
 
+    /// The mutex that a wait gives back: others hold it for the moment that they need.
+    pthread_mutex_t* mutex() const { return m_mutex; }
+
 private:
     int hold(pthread_mutex_t* mutex)
     {
+        m_mutex = mutex;
         pthread_mutex_unlock(mutex);
         const int number = ++m_arrived;
         EXPECT_TRUE(soon([this, number] { return m_mayGo[number].load(); })) << number;
@@ -85,6 +90,7 @@ private:
         return 0;
     }
 
+    std::atomic<pthread_mutex_t*> m_mutex{nullptr};
     std::atomic<int> m_arrived{0};
     std::atomic<bool> m_mayGo[8] = {};
     support::Replacement<int(pthread_cond_t*, pthread_mutex_t*)> m_wait{
@@ -206,6 +212,25 @@ TEST_F(TimerInItsCallback, lendsItsLockToNobodyBeforeWhoWaitsForIt)
     first.join();
     m_waits.let(2);
     second.join();
+}
+
+TEST_F(TimerInItsCallback, isNotTouchedBeforeOthersAreDoneWithIt)
+{
+    std::thread waiting([this] { EXPECT_FALSE(m_timer.isRunning()); });
+    ASSERT_TRUE(soon([this] { return m_waits.arrived() == 1; }));
+    endCallback();
+    m_waits.let(1);
+    waiting.join();
+    pthread_mutex_lock(m_waits.mutex());
+    std::atomic<bool> isAsked{false};
+    std::thread asking([&] {
+        EXPECT_FALSE(m_timer.isRunning());
+        isAsked = true;
+    });
+    usleep(50000);
+    EXPECT_FALSE(isAsked);
+    pthread_mutex_unlock(m_waits.mutex());
+    asking.join();
 }
 
 TEST_F(TimerInItsCallback, isServedAgainByAPassThatWaitedLongerThanAStart)
