@@ -81,6 +81,15 @@ TEST(DirectoriesOnTheWay, areTestedAndMadeOneByOneWithTheirSlashes)
                             "stat /data//logs", "mkdir 0775 /data//logs"));
 }
 
+TEST(DirectoriesOnTheWay, endBeforeTheLastSlashes)
+{
+    EmptyFileSystem files;
+    EXPECT_TRUE(Storage::makeDirectory("/data/logs//", false));
+    EXPECT_THAT(files.m_calls,
+                ElementsAre("stat /", "mkdir 0775 /", "stat /data/", "mkdir 0775 /data/",
+                            "stat /data/logs", "mkdir 0775 /data/logs"));
+}
+
 TEST(DirectoriesOnTheWay, areForRootAloneWhenAskedFor)
 {
     EmptyFileSystem files;

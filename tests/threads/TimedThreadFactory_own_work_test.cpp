@@ -148,14 +148,17 @@ TEST_F(OwnFactory, canBeUsedByWorkThatBeginsWhenItsDeletionHasBegun)
 TEST_F(OwnFactory, canBeUsedByWorkThatOtherWorkDeletes)
 {
     Work others;
+    Wait timedOut;
     Work inner([&] {
         Threader::protectFromDestroy();
         m_started = true;
+        timedOut.wait(-1);
         usleep(20000);
         EXPECT_TRUE(m_factory.deleteTimedThread(m_factory.getNewTimedThread(&others)));
     });
     TimedThreadIfc* innerThread = m_factory.getNewTimedThread(&inner);
     EXPECT_EQ(innerThread->runForAMaximumOf(0), 0);
+    timedOut.signal();
     EXPECT_TRUE(eventually([&] { return m_started.load(); }));
     m_started = false;
     deleteDuring([&] { EXPECT_TRUE(m_factory.deleteTimedThread(innerThread)); });
