@@ -84,7 +84,7 @@ std::string whyVforkIsAFork()
     childrenSeen = 0;
     const pid_t child = vfork();
     if (child == 0) {
-        ++childrenSeen; // NOLINT(clang-analyzer-unix.Vfork): whose memory it has is the question
+        ++childrenSeen; // in whose memory?
         _exit(0);
     }
     waitpid(child, nullptr, 0);

@@ -6,11 +6,11 @@
 #include <gpal/Wait.h>
 #include <memory>
 #include <sys/resource.h>
-#include <sys/syscall.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include "support/c_library.h"
+#include "support/kernel_id.h"
 #include "support/observed.h"
 #include "support/temporary_directory.h"
 #include "tool_run.h"
@@ -63,21 +63,41 @@ private:
     pid_t m_id = -1;
 };
 
-/// Has a kernel id to tell while it waits.
-class WaitingThread : public Threadable
+/// A thread that waits, at the lowest level.
+class LowThread : public Threadable
 {
 public:
+    LowThread() : m_threader(ThreaderFactory().createNewThreader())
+    {
+        EXPECT_TRUE(m_threader->spawn(&m_thread, this, "", GPAL_THREAD_PRIORITY_NORMAL, 0));
+        EXPECT_EQ(m_running.wait(10000), 1);
+    }
+    LowThread(const LowThread&) = delete;
+    LowThread& operator=(const LowThread&) = delete;
+    ~LowThread() override
+    {
+        m_end.signal();
+        m_threader->waitForThreadCompletion(m_thread);
+    }
+
     void run() override
     {
-        m_id = static_cast<int>(syscall(SYS_gettid));
+        m_id = std::to_string(support::ownKernelId());
         m_running.signal();
         m_end.wait(-1);
     }
     int getThreadPriorityForPlatform() override { return GPAL_THREAD_PRIORITY_LOW; }
 
-    int m_id = 0;
+    std::string id() const { return m_id; }
+    /// How it is shown.
+    std::string row() const { return "\n *" + m_id + "  .*  9  LOW  "; }
+
+private:
+    std::string m_id;
     Wait m_running;
     Wait m_end;
+    unsigned long m_thread = 0;
+    const std::unique_ptr<ThreaderIfc> m_threader;
 };
 
 } // namespace
@@ -139,16 +159,19 @@ TEST(GpalInfoProcess, isFoundByItsIdOrByAPartOfItsPath)
 TEST(GpalInfoProcess, isShownWithAllItsThreads)
 {
     GPAL_SKIP_BECAUSE(support::whyAProcessHasOneThread());
-    WaitingThread body;
-    const std::unique_ptr<ThreaderIfc> threader(ThreaderFactory().createNewThreader());
-    unsigned long id = 0;
-    ASSERT_TRUE(threader->spawn(&id, &body, "", GPAL_THREAD_PRIORITY_NORMAL, 0));
-    ASSERT_EQ(body.m_running.wait(10000), 1);
-    const std::string output = runTool({"--process", std::to_string(getpid())}).output;
-    body.m_end.signal();
-    threader->waitForThreadCompletion(id);
-    EXPECT_THAT(output, ContainsRegex("\n *" + std::to_string(getpid()) + "  "));
-    EXPECT_THAT(output, ContainsRegex("\n *" + std::to_string(body.m_id) + "  .*  9  LOW  "));
+    const LowThread thread;
+    const std::string self = std::to_string(getpid());
+    const std::string output = runTool({"--process", self}).output;
+    EXPECT_THAT(output, ContainsRegex("\n *" + self + "  "));
+    EXPECT_THAT(output, ContainsRegex(thread.row()));
+}
+
+TEST(GpalInfoProcess, isFoundByTheIdOfAnyOfItsThreads)
+{
+    const LowThread thread;
+    const ToolRun run = runTool({"--process", thread.id()});
+    EXPECT_EQ(run.status, 0);
+    EXPECT_THAT(run.output, ContainsRegex(thread.row()));
 }
 
 TEST(GpalInfoProcess, isReportedWhenItIsNotThere)
