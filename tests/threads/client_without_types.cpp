@@ -47,17 +47,26 @@ bool isCalledBack()
 
 } // namespace
 
-extern "C" void vsyslog(int /*priority*/, const char* format, va_list arguments)
+extern "C" {
+
+void vsyslog(int /*priority*/, const char* format, va_list arguments)
 {
     char text[300];
     std::vsnprintf(text, sizeof text, format, arguments);
     logged += text;
 }
 
-extern "C" int system(const char* command)
+// A hardened library calls it by this name.
+void __vsyslog_chk(int priority, int /*flag*/, const char* format, va_list arguments)
+{
+    vsyslog(priority, format, arguments);
+}
+
+int system(const char* command)
 {
     logged += std::string("then ") + command;
     return 0;
+}
 }
 
 int main(int /*count*/, char** arguments)

@@ -248,7 +248,7 @@ TEST(BacktraceByTables, endsInAHandlerWhoseInterruptedRegistersLeadBackIntoIt)
             count = get_ret_addr(reinterpret_cast<unsigned long>(&chainLeaf), ~0UL - 7, 8, buffer);
         },
         [] { chainFirst(chainLeaf, forbiddenAddress()); });
-    EXPECT_EQ(WITHOUT_STACK.size(), static_cast<std::size_t>(count));
+    EXPECT_EQ(1, count);
 }
 
 TEST(BacktraceByTables, givesAddressesInsideTheCallingInstructions)
