@@ -18,6 +18,8 @@ set(CMAKE_CROSSCOMPILING_EMULATOR "${GPAL_QEMU_MIPS};-R;0x30000000")
 
 include(${CMAKE_CURRENT_LIST_DIR}/mips-code.cmake)
 
-# Interpreter and library path are the cross packages' own, so that programs run as they are.
+# Interpreter and library path are the cross packages' own, so that programs run as they are. The path serves what a
+# program itself needs, so that names the compiler's library too, which some need through the layer only.
 set(CMAKE_EXE_LINKER_FLAGS_INIT
     "${GPAL_WALKABLE_PROGRAM} -Wl,--dynamic-linker=${GPAL_SYSROOT}/lib/ld.so.1 -Wl,--disable-new-dtags,-rpath,${GPAL_SYSROOT}/lib")
+string(APPEND CMAKE_EXE_LINKER_FLAGS_INIT " -Wl,--push-state,--no-as-needed,-lgcc_s,--pop-state")
