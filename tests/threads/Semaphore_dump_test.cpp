@@ -3,12 +3,12 @@
 #include <algorithm>
 #include <atomic>
 #include <cerrno>
-#include <fcntl.h>
 #include <gmock/gmock.h>
 #include <iomanip>
 #include <iostream>
 #include <locale>
 #include <memory>
+#include <streambuf>
 #include <unistd.h>
 
 #include <gpal/Wait.h>
@@ -159,18 +159,15 @@ TEST(SemaphoreDump, doesNotDependOnTheGlobalLocale)
 TEST(SemaphoreDump, isLostAndNothingElseWhereTheClientsStreamThrows)
 {
     Semaphore semaphore(1, 1, false);
-    const int output = dup(1);
-    const int full = open("/dev/full", O_WRONLY);
-    dup2(full, 1);
+    struct Full : std::streambuf {
+    } full;
+    std::streambuf* const output = std::cout.rdbuf(&full);
     std::cout.exceptions(std::ios_base::badbit | std::ios_base::failbit);
     EXPECT_NO_THROW(semaphore.displayInfo()) << "it fails";
     EXPECT_TRUE(std::cout.bad());
     EXPECT_NO_THROW(semaphore.displayInfo()) << "it has failed";
     std::cout.exceptions(std::ios_base::goodbit);
-    std::cout.clear();
-    dup2(output, 1);
-    close(full);
-    close(output);
+    std::cout.rdbuf(output);
 }
 
 TEST(SemaphoreDump, isASnapshotThatDoesNotWaitForTheState)
