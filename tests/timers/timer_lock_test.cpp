@@ -52,6 +52,17 @@ protected:
         return {};
     }
 
+    /// Has the monitor call back, where it stays until the gate opens.
+    bool isCalledBack()
+    {
+        m_receiver.m_during = [this](osTimerIfc*) { m_gate.enter(); };
+        m_time.sleepAfter([this] { m_monitor.start(); });
+        m_time.sleepAfter([this] { m_timer->start(); });
+        m_time.setMonotonic({11, 0});
+        m_monitor.add(&m_waker);
+        return soon([this] { return m_gate.isOccupied(); });
+    }
+
     void expectFreeAfter(int uses)
     {
         const Dump lock = dump();
@@ -61,9 +72,11 @@ protected:
         EXPECT_EQ(lock.owner(), 0UL);
     }
 
+    Gate m_gate;
     VirtualTime m_time{{10, 100000000}, {500, 100000000}};
     Monitor m_monitor;
     Receiver m_receiver;
+    osThreadBasedTimer m_waker;
     std::optional<osThreadBasedTimer> m_timer;
     std::string m_id;
 };
@@ -163,21 +176,14 @@ TEST_F(TimerLock, hasOneUnitWhichNobodyHoldsTwice)
 
 TEST_F(TimerLock, isTheMonitorsDuringACallbackAndOthersQueueForIt)
 {
-    Gate gate;
-    m_receiver.m_during = [&gate](osTimerIfc*) { gate.enter(); };
-    m_time.sleepAfter([this] { m_monitor.start(); });
-    m_time.sleepAfter([this] { m_timer->start(); });
-    m_time.setMonotonic({11, 0});
-    osThreadBasedTimer waker;
-    m_monitor.add(&waker);
-    ASSERT_TRUE(soon([&gate] { return gate.isOccupied(); }));
+    ASSERT_TRUE(isCalledBack());
     EXPECT_EQ(dump().count(), 0);
     EXPECT_EQ(dump().owner(), m_monitor.myThread());
     std::thread asker([this] { EXPECT_FALSE(m_timer->isRunning()); });
     const auto askersId = asker.native_handle();
     EXPECT_TRUE(soon([this] { return dump().waitingCount() == 1; }));
     EXPECT_EQ(dump().waitingThreads(), std::vector<unsigned long>{askersId});
-    gate.open();
+    m_gate.open();
     asker.join();
     EXPECT_EQ(dump().count(), 1);
     EXPECT_EQ(dump().owner(), 0UL);
@@ -186,19 +192,12 @@ TEST_F(TimerLock, isTheMonitorsDuringACallbackAndOthersQueueForIt)
 
 TEST_F(TimerLock, isNobodysAfterItsUseThoughItWasGivenBackForAnOwnerThatStillUsesIt)
 {
-    Gate gate;
-    m_receiver.m_during = [&gate](osTimerIfc*) { gate.enter(); };
-    m_time.sleepAfter([this] { m_monitor.start(); });
-    m_time.sleepAfter([this] { m_timer->start(); });
-    m_time.setMonotonic({11, 0});
-    osThreadBasedTimer waker;
-    m_monitor.add(&waker);
-    ASSERT_TRUE(soon([&gate] { return gate.isOccupied(); }));
+    ASSERT_TRUE(isCalledBack());
     Semaphore::threadExitSemaphoreCleanup(m_monitor.myThread());
     EXPECT_EQ(dump().owner(), m_monitor.myThread());
     EXPECT_TRUE(m_timer->isRunning());
     EXPECT_EQ(dump().owner(), 0UL);
-    gate.open();
+    m_gate.open();
 }
 
 TEST_F(TimerInItsCallback, lendsItsLockToNobodyBeforeWhoWaitsForIt)
