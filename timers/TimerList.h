@@ -89,7 +89,8 @@ public:
     TimerSlack& slack() { return m_slack; }
 
     /// Whether the monitor's thread waits; in a child that was forked meanwhile that never ends.
-    bool& isWaitedFor() { return m_isWaitedFor; }
+    bool isWaitedFor() const { return m_isWaitedFor; }
+    void setWaitedFor(bool isWaitedFor) { m_isWaitedFor = isWaitedFor; }
 
     int size() const { return m_size.load(std::memory_order_relaxed); }
 

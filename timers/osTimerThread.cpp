@@ -195,14 +195,14 @@ bool osTimerThread::monitor()
 /// Any wake-up will do: an added or removed timer, the deadline, a spurious one.
 void osTimerThread::waitForWork()
 {
-    m_timers->isWaitedFor() = true;
+    m_timers->setWaitedFor(true);
     if (m_timers->size() > 0) {
         m_timers->slack().makeLeast();
         timedWait(m_condition, m_mutex, m_deadline);
     } else {
         pthread_cond_wait(&m_condition, &m_mutex);
     }
-    m_timers->isWaitedFor() = false;
+    m_timers->setWaitedFor(false);
 }
 
 /// Calls back what is due, newest first, and collects the earliest expiry of the rest. Going
