@@ -81,6 +81,15 @@ std::vector<Dump> dumpOfAll()
     return Dump::parse(dumpTextOfAll());
 }
 
+void expectOnlyOneUnitAnywhere(int count)
+{
+    const std::vector<Dump> all = dumpOfAll();
+    ASSERT_EQ(all.size(), 1U);
+    EXPECT_EQ(all[0].count(), count);
+    EXPECT_EQ(all[0].number("max count"), 1);
+    EXPECT_EQ(all[0].number("reentrant"), 0);
+}
+
 std::string addressText(const void* address)
 {
     char text[32];

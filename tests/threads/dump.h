@@ -48,6 +48,10 @@ Dump dumpOf(Semaphore& semaphore);
 std::string dumpTextOfAll();
 std::vector<Dump> dumpOfAll();
 
+/// Expects that one semaphore is alive, which nobody can hold twice, and that it has \p count
+/// units.
+void expectOnlyOneUnitAnywhere(int count);
+
 /// An address as dumps print it.
 std::string addressText(const void* address);
 
