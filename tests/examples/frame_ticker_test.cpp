@@ -1,4 +1,3 @@
-#include <algorithm>
 #include <gtest/gtest.h>
 #include <thread>
 
@@ -34,17 +33,19 @@ TEST_F(FrameTicker, givesEachTickAtItsTimeOrLaterNeverBefore)
 
 TEST_F(FrameTicker, returnsToTheScheduleAfterADelay)
 {
-    constexpr int TICKS = 25;
+    // A round of four ticks makes up for 30 ms, so this takes some 25 of them; a machine with other
+    // work may delay the ticks that follow, too, and has ten seconds to become quiet.
+    constexpr int TICKS = 500;
     m_ticker.start(TICKS);
     m_ticker.waitForTick();
     std::this_thread::sleep_for(std::chrono::milliseconds(200));
-    int leastLate = m_ticker.waitForTick();
-    EXPECT_GE(leastLate, 170000); // it was due 20 ms after the first
-    for (int tick = 2; tick < TICKS; ++tick) {
-        leastLate = std::min(leastLate, m_ticker.waitForTick());
+    int late = m_ticker.waitForTick();
+    EXPECT_GE(late, 170000); // it was due 20 ms after the first
+    for (int tick = 2; tick < TICKS && late >= 50000; ++tick) {
+        late = m_ticker.waitForTick();
     }
     // Ticks counted from the delayed ones would all be late by 100 ms and more.
-    EXPECT_LT(leastLate, 50000);
+    EXPECT_LT(late, 50000);
 }
 
 TEST_F(FrameTicker, armsNoTimerPastTheLastTick)
