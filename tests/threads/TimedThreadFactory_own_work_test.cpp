@@ -6,6 +6,7 @@
 #include <functional>
 #include <gtest/gtest.h>
 #include <unistd.h>
+#include <vector>
 
 #include "support/observed.h"
 #include "support/plain_thread.h"
@@ -63,16 +64,20 @@ protected:
         EXPECT_TRUE(protectedWork.done());
     }
 
-    /// The units of the lock of the only factory.
-    static long unitsOfTheLock()
+    /// The units of the locks of all factories.
+    static std::vector<long> unitsOfTheLocks()
     {
+        std::vector<long> units;
         for (const Dump& dump : dumpOfAll()) {
             if (dump.text("Type") == "Semaphore") {
-                return dump.count();
+                units.push_back(dump.count());
             }
         }
-        return -1;
+        return units;
     }
+
+    /// The units of the lock of the only factory.
+    static long unitsOfTheLock() { return unitsOfTheLocks().at(0); }
 
     void expectThatOthersCanUseIt()
     {
@@ -191,20 +196,23 @@ TEST_F(OwnFactory, isLockedByWorkThatNobodyDeletesAsByAnybodyElse)
 TEST_F(OwnFactory, isNotEnteredByWorkThatAnotherFactoryDeletes)
 {
     TimedThreadFactory another;
-    Work endless([] {
+    std::atomic<bool> isAskedFor{false};
+    Work endless([&] {
         Threader::protectFromDestroy();
-        usleep(300000);
+        m_started = true;
+        EXPECT_TRUE(eventually([&] { return isAskedFor.load(); }));
+        usleep(50000);
     });
     TimedThreadIfc* endlessThread = another.getNewTimedThread(&endless);
     EXPECT_EQ(endlessThread->runForAMaximumOf(0), 0);
-    PlainThread deleter([&] {
-        usleep(30000);
-        EXPECT_TRUE(another.deleteTimedThread(endlessThread)); // for a good quarter of a second
-    });
+    EXPECT_TRUE(eventually([&] { return m_started.load(); }));
+    m_started = false;
     Work others;
     bool afterTheOther = false;
+    PlainThread deleter([&] { EXPECT_TRUE(another.deleteTimedThread(endlessThread)); });
     deleteDuring([&] {
-        usleep(100000);
+        EXPECT_TRUE(eventually([] { return unitsOfTheLocks() == std::vector<long>{0, 0}; }));
+        isAskedFor = true;
         TimedThreadIfc* made = another.getNewTimedThread(&others);
         afterTheOther = endless.done();
         EXPECT_TRUE(another.deleteTimedThread(made));
