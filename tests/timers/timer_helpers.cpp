@@ -56,6 +56,11 @@ std::string text(const timespec& time)
     return buffer;
 }
 
+std::string text(const itimerspec& setting)
+{
+    return text(setting.it_value) + " every " + text(setting.it_interval);
+}
+
 int Receiver::timerExpired(osTimerIfc* timer)
 {
     if (m_during) {

@@ -27,6 +27,21 @@ void allowForMistakes();
 /// "11.030000000".
 std::string text(const timespec& time);
 
+/// "1.500000000 every 0.000000000".
+std::string text(const itimerspec& setting);
+
+/// Stands in for an owner; only its address counts.
+class Owner : public osTimerIfc
+{
+public:
+    int init(timeAble*, int) override { return 0; }
+    bool start() override { return false; }
+    bool stop() override { return false; }
+    bool isRunning() override { return false; }
+    bool reset() override { return false; }
+    int id() override { return 0; }
+};
+
 /// Remembers its callbacks, in order.
 class Receiver : public timeAble
 {
