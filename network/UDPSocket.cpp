@@ -4,6 +4,7 @@
 #include <cerrno>
 #include <cstring>
 #include <netinet/in.h>
+#include <pthread.h>
 #include <unistd.h>
 
 #include <gpal/syslogger.h>
@@ -57,7 +58,8 @@ int UDPSocket::close()
     const int family = m_family;
     int result = 0;
     if (handle >= 0) {
-        // A thread that is cancelled in here leaves the socket open.
+        // A thread that is cancelled in here leaves the socket open. The log may be switched off.
+        pthread_testcancel();
         syslogger_info("Closing socket %d, family %d, port %d\n", handle, family, port);
     }
     {
@@ -171,6 +173,7 @@ int UDPSocket::write(const char* buf, unsigned int len, const std::string& ip, u
     // Only a family that has no text form counts. A text that is no address leaves the all-zero one
     // in place, which stands for this host: kept, as part of the interface.
     if (inet_pton(m_family, ip.c_str(), address) < 0) {
+        pthread_testcancel(); // who tries for ever, on a closed socket, can be cancelled
         if (noteResult(-1)) {
             const ErrnoKept reason;
             syslogger_error("UDPSocket::write(): inet_pton error: [%s] for %s\n",

@@ -1,5 +1,6 @@
 #include <cerrno>
 #include <climits>
+#include <pthread.h>
 #include <sys/select.h>
 #include <sys/socket.h>
 
@@ -20,6 +21,7 @@ constexpr int LONGEST_WAIT_S = 30;
 bool fitsIntoSet(int fd)
 {
     if (fd < 0 || fd >= FD_SETSIZE) {
+        pthread_testcancel(); // as the wait would do: who tries for ever can be cancelled
         errno = EBADF;
         return false;
     }

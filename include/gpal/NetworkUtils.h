@@ -57,7 +57,8 @@ public:
     /// \param port   its port as it stands in the socket address: in network order
     /// \param family its family
     /// \return false, with a line on standard error and in the system log, for a null address and
-    ///         any other family; \p ip is then "" and \p port 0. A cancellation point then.
+    ///         any other family; \p ip is then "" and \p port 0. A cancellation point then,
+    ///         where logging is one.
     static bool sockaddrToString(const sockaddr* address, std::string& ip, unsigned int& port,
                                  unsigned int& family);
 };

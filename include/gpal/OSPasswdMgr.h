@@ -26,7 +26,7 @@ public:
 /// Runs "/Mirta_Deploy/setPasswd.sh" and "/Mirta_Deploy/deletePasswd.sh" as child processes with
 /// the caller's environment; user and password are command-line arguments. Failures to start or to
 /// wait are logged at notice severity; nothing is thrown, unless memory runs out. Each call blocks
-/// until its script has ended and is a cancellation point; the script of a cancelled caller is
+/// until its script has ended, which is a cancellation point; the script of a cancelled caller is
 /// ended as by `~Process`. One thread at a time uses an object.
 class GPAL_API OSPasswdMgr : public OSPasswdMgrIfc
 {

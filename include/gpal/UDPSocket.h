@@ -40,11 +40,11 @@ public:
 /// `errno`, whatever the logger leaves there, and go to the system log. Failing reads and writes
 /// are logged once until one succeeds again, so that a dead link does not flood the log.
 ///
-/// A socket belongs to one thread at a time. `open`, `close`, `read`, `write` and, when it fails,
-/// `setPriority` are cancellation points, if there is something to close or send. A thread that is
-/// cancelled in `open` or `close` leaves the socket either open or closed, and usable by another;
-/// it finishes the look-up of an address first. Cancellation unwinds the stack: a `catch (...)`
-/// around these functions must rethrow.
+/// A socket belongs to one thread at a time. `open`, `close`, `read` and `write` are cancellation
+/// points, if there is something to close or send, and so is `setPriority`, when it fails, where
+/// logging is one. A thread that is cancelled in `open` or `close` leaves the socket either open or
+/// closed, and usable by another; it finishes the look-up of an address first. Cancellation unwinds
+/// the stack: a `catch (...)` around these functions must rethrow.
 class GPAL_API UDPSocket
 {
 public:

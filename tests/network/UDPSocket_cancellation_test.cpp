@@ -289,6 +289,48 @@ TEST(UDPSocketCancelled, blockedInAReadIsOpenAndReadsAgain)
     EXPECT_TRUE(log.lines().empty());
 }
 
+TEST(UDPSocketCancelled, triesAClosedSocketNoLongerThoughNothingWaitsOrIsLogged)
+{
+    const Captured quiet(2);
+    UDPSocket closed;
+    closed.close();
+    char byte = 0;
+    unsigned int ip = 0;
+    unsigned short port = 0;
+    peers::Address to("127.0.0.1", 9);
+    const std::function<int()> actions[] = {
+        [&] { return closed.read(&byte, 1u, nullptr, nullptr); },
+        [&] { return closed.read(&byte, 1, ip, port); },
+        [&] { return closed.write(&byte, 1, ip, port); },
+        [&] { return closed.write(&byte, 1u, to.get(), to.length()); },
+        [&] { return closed.write(&byte, 1u, "127.0.0.1", 9u); },
+        [&] { return recvfrom_overNonBlocking(-1, &byte, 1, 0, nullptr, nullptr); },
+        [&] { return sendto_overNonBlocking(-1, &byte, 1, 0, to.get(), *to.length()); }};
+    const support::RecordedLog log;
+    EXPECT_EQ(actions[0](), -1) << "the failure that is logged";
+    for (const auto& action : actions) {
+        EXPECT_TRUE(PlainThread([&] {
+                        pthread_cancel(pthread_self());
+                        action();
+                    }).wasCancelled());
+    }
+    EXPECT_EQ(log.lines().size(), 1U);
+}
+
+TEST(UDPSocketCancelled, beforeAClosingIsOpenThoughNothingIsLogged)
+{
+    UDPSocket socket;
+    openAnywhere(socket);
+    const support::RecordedLog log;
+    EXPECT_TRUE(PlainThread([&] {
+                    pthread_cancel(pthread_self());
+                    socket.close();
+                }).wasCancelled());
+    EXPECT_GE(socket.socketHandle(), 0);
+    EXPECT_TRUE(log.lines().empty());
+    expectDefinedState(socket);
+}
+
 TEST(UDPSocketReader, isWokenByADatagramOfItsOwn)
 {
     const support::RecordedLog log;
