@@ -11,6 +11,7 @@
 #include <streambuf>
 #include <unistd.h>
 
+#include <gpal/GPALException.h>
 #include <gpal/Wait.h>
 
 #include "support/observed.h"
@@ -167,6 +168,31 @@ TEST(SemaphoreDump, isLostAndNothingElseWhereTheClientsStreamThrows)
     EXPECT_TRUE(std::cout.bad());
     EXPECT_NO_THROW(semaphore.displayInfo()) << "it has failed";
     std::cout.exceptions(std::ios_base::goodbit);
+    std::cout.rdbuf(output);
+}
+
+TEST(SemaphoreDump, isLostAndNothingElseWhereTheClientsBufferThrowsWhatIsNoStandardException)
+{
+    Semaphore semaphore(1, 1, false);
+    struct Broken : std::streambuf {
+        int_type overflow(int_type /*character*/) override { throw GPALException(); }
+    } broken;
+    std::streambuf* const output = std::cout.rdbuf(&broken);
+    std::cout.exceptions(std::ios_base::badbit);
+    EXPECT_NO_THROW(semaphore.displayInfo());
+    EXPECT_TRUE(std::cout.bad());
+    std::cout.exceptions(std::ios_base::goodbit);
+    std::cout.rdbuf(output);
+}
+
+TEST(SemaphoreDump, endsWithTheThreadThatTheClientsBufferEnds)
+{
+    Semaphore semaphore(1, 1, false);
+    struct Final : std::streambuf {
+        int_type overflow(int_type /*character*/) override { pthread_exit(PTHREAD_CANCELED); }
+    } final;
+    std::streambuf* const output = std::cout.rdbuf(&final);
+    EXPECT_TRUE(support::PlainThread([&] { semaphore.displayInfo(); }).wasCancelled());
     std::cout.rdbuf(output);
 }
 
