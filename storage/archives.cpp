@@ -189,6 +189,18 @@ bool packMembers(MemberList& members, std::string const& archive, bool checkExis
     return runTar(command.append(" > /dev/null 2>&1"));
 }
 
+/// Has an archive that is there unpacked by a command of these parts.
+bool unpackInto(const char* tar, std::string const& archive, const char* option,
+                const char* directory)
+{
+    if (!Storage::fileExists_stat(archive)) {
+        return false;
+    }
+    std::string command(tar);
+    command.append(archive).append(option).append(directory);
+    return runCommand(command.c_str()) == 0;
+}
+
 } // namespace
 
 bool Storage::pack(std::string const& archive, bool checkExistence, std::list<std::string> files,
@@ -219,20 +231,10 @@ bool Storage::packInternal(std::string const& archive, bool checkExistence,
 
 bool Storage::unpack(std::string const& archive, bool intoRoot)
 {
-    if (!fileExists_stat(archive)) {
-        return false;
-    }
-    std::string command("tar xzf ");
-    command.append(archive).append(intoRoot ? " -C /" : "");
-    return runCommand(command.c_str()) == 0;
+    return unpackInto("tar xzf ", archive, intoRoot ? " -C /" : "", "");
 }
 
 bool Storage::unpackandunzip(std::string const& archive, std::string const& directory)
 {
-    if (!fileExists_stat(archive)) {
-        return false;
-    }
-    std::string command("tar -xzvf ");
-    command.append(archive).append(" -C ").append(directory);
-    return runCommand(command.c_str()) == 0;
+    return unpackInto("tar -xzvf ", archive, " -C ", directory.c_str());
 }
