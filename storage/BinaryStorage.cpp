@@ -25,11 +25,16 @@ ClosingFile openFile(const char* path, const char* mode)
     return ClosingFile(cancellably([=] { return std::fopen(path, mode); }));
 }
 
-/// Says on the console what failed, and leaves errno as it is.
-int failed(const char* message, const char* path)
+/// Says on the console what failed, and with which file where the message has a place for that, and
+/// leaves errno as it is.
+int failed(const char* message, const char* path = nullptr)
 {
     const ErrnoKept ofTheFailure;
-    std::printf(message, path == nullptr ? "(null)" : path, errno);
+    if (path == nullptr) {
+        std::puts(message);
+    } else {
+        std::printf(message, path, errno);
+    }
     return 0;
 }
 
@@ -44,7 +49,7 @@ int BinaryStorage::store(char* path, char* data, unsigned int length)
     const ClosingFile file = openFile(path, "ab+");
     const DestroyedIfCancelled whenCancelled(file);
     if (file == nullptr) {
-        return failed("BinaryStorage:: cannot open file for writing\n", path);
+        return failed("BinaryStorage:: cannot open file for writing");
     }
     const bool written = data != nullptr && cancellably([&] {
                                                 return std::fwrite(data, 1, length, file.get());
@@ -63,7 +68,7 @@ int BinaryStorage::retrieve(char* path, char* buffer, unsigned int length)
     const ClosingFile file = openFile(path, "rb+");
     const DestroyedIfCancelled whenCancelled(file);
     if (file == nullptr) {
-        return failed("BinaryStorage:: cannot open file for reading\n", path);
+        return failed("BinaryStorage:: cannot open file for reading");
     }
     std::size_t size = 0;
     if (buffer != nullptr) {
@@ -82,5 +87,6 @@ int BinaryStorage::clear(char* path)
             return 1;
         }
     }
-    return failed("BinaryStorage:: cannot remove file %s, error :%d\n", path);
+    return failed("BinaryStorage:: cannot remove file %s, error :%d\n",
+                  path == nullptr ? "(null)" : path);
 }

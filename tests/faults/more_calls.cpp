@@ -23,7 +23,6 @@ Replaceable<ssize_t(int, const void*, size_t)> write("write");
 Replaceable<ssize_t(int, const iovec*, int)> writev("writev");
 Replaceable<off64_t(int, off64_t, int)> lseek64("lseek64");
 Replaceable<int(std::FILE*, const char*, va_list)> vfprintf("vfprintf");
-Replaceable<int(const char*)> puts("puts");
 Replaceable<int(std::FILE*, char*, int, size_t)> setvbuf("setvbuf");
 Replaceable<int(int, int)> dup2("dup2");
 Replaceable<int(int*)> pipe("pipe");
@@ -109,11 +108,6 @@ int printf(const char* format, ...)
 int vfprintf(std::FILE* stream, const char* format, va_list arguments)
 {
     return calls::vfprintf(stream, format, arguments);
-}
-
-int puts(const char* text)
-{
-    return calls::puts(text);
 }
 
 int setvbuf(std::FILE* stream, char* buffer, int mode, size_t size) noexcept

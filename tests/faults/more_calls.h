@@ -21,7 +21,6 @@ extern Replaceable<ssize_t(int, const void*, size_t)> write;
 extern Replaceable<ssize_t(int, const iovec*, int)> writev;
 extern Replaceable<off64_t(int, off64_t, int)> lseek64;
 extern Replaceable<int(std::FILE*, const char*, va_list)> vfprintf;
-extern Replaceable<int(const char*)> puts;
 extern Replaceable<int(std::FILE*, char*, int, size_t)> setvbuf;
 extern Replaceable<int(int, int)> dup2;
 extern Replaceable<int(int*)> pipe;

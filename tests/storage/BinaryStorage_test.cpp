@@ -95,6 +95,19 @@ TEST_F(BinaryFile, thatCannotBeOpenedIsReportedOnTheConsole)
     EXPECT_EQ(openDescriptors(), m_descriptors);
 }
 
+TEST_F(BinaryFile, thatCannotBeOpenedIsReportedAsAWholeLine)
+{
+    std::vector<std::string> lines;
+    const Replacement recorded(calls::puts, [&](const char* line) {
+        lines.emplace_back(line);
+        return 0;
+    });
+    EXPECT_EQ(m_storage.store(m_missing.data(), m_buffer, 4U), 0);
+    EXPECT_EQ(m_storage.retrieve(m_missing.data(), m_buffer, 4U), 0);
+    EXPECT_THAT(lines, ElementsAre("BinaryStorage:: cannot open file for writing",
+                                   "BinaryStorage:: cannot open file for reading"));
+}
+
 TEST_F(BinaryFile, thatIsMissingIsNotMadeByReading)
 {
     const support::Captured console(1);

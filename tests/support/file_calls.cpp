@@ -37,6 +37,7 @@ Replaceable<int(int)> fsync("fsync");
 Replaceable<std::size_t(const void*, std::size_t, std::size_t, std::FILE*)> fwrite("fwrite");
 Replaceable<std::size_t(void*, std::size_t, std::size_t, std::FILE*)> fread("fread");
 Replaceable<int(std::FILE*)> fclose("fclose");
+Replaceable<int(const char*)> puts("puts");
 Replaceable<void()> sync("sync");
 
 Replaceable<char*(const char*)> getenv("getenv");
@@ -150,6 +151,11 @@ std::size_t fread(void* buffer, std::size_t size, std::size_t count, std::FILE* 
 int fclose(std::FILE* stream)
 {
     return calls::fclose(stream);
+}
+
+int puts(const char* text)
+{
+    return calls::puts(text);
 }
 
 void sync() noexcept

@@ -37,6 +37,7 @@ extern Replaceable<int(int)> fsync;
 extern Replaceable<std::size_t(const void*, std::size_t, std::size_t, std::FILE*)> fwrite;
 extern Replaceable<std::size_t(void*, std::size_t, std::size_t, std::FILE*)> fread;
 extern Replaceable<int(std::FILE*)> fclose;
+extern Replaceable<int(const char*)> puts;
 extern Replaceable<void()> sync;
 
 extern Replaceable<char*(const char*)> getenv;
