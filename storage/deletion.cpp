@@ -1,6 +1,7 @@
 #include <gpal/Storage.h>
 
 #include <cstdio>
+#include <new>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -23,9 +24,11 @@ bool Storage::deleteFile_noEx(std::string const& path)
 }
 
 bool Storage::deleteFile_noEx(std::string const& directory, std::string const& name)
-{
-    const std::string prefix = addTrailingForwardSlash(directory);
-    return isEntry(prefix) && deleteFile_noEx(prefix + name);
+try {
+    std::string path = addTrailingForwardSlash(directory);
+    return isEntry(path) && deleteFile_noEx(path += name);
+} catch (const std::bad_alloc&) {
+    return false;
 }
 
 bool Storage::deleteDirectory(std::string const& path)
@@ -35,7 +38,7 @@ bool Storage::deleteDirectory(std::string const& path)
 
 /// Links and special files are left in place on purpose, as the interface says.
 bool Storage::deleteNonEmptyDirectory(std::string const& path)
-{
+try {
     if (!fileExists_stat(path)) {
         return false;
     }
@@ -50,5 +53,7 @@ bool Storage::deleteNonEmptyDirectory(std::string const& path)
         deleteNonEmptyDirectory(directory);
     }
     deleteDirectory(path);
+    return true;
+} catch (const std::bad_alloc&) {
     return true;
 }

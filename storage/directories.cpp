@@ -2,7 +2,9 @@
 
 #include <cstring>
 #include <libgen.h>
+#include <new>
 #include <sys/stat.h>
+#include <utility>
 
 namespace
 {
@@ -17,41 +19,37 @@ std::size_t prefixEnd(const std::string& path, std::size_t from)
     return end == std::string::npos ? path.size() : end;
 }
 
-/// The directory part, as `dirname` leaves it in the path it is given: it does not write into one
-/// without '/', which is therefore a directory to be made itself.
-std::string directoryPart(std::string path)
-{
-    dirname(path.data());
-    path.resize(std::strlen(path.c_str()));
-    return path;
-}
-
 } // namespace
 
 int makeDir(std::string path, bool rootAccessOnly)
 {
-    const std::string directory = directoryPart(std::move(path));
+    // What it leaves of the path counts, not what it returns: it does not write into a path without
+    // '/', which is therefore a directory to be made itself.
+    dirname(path.data());
+    path.resize(std::strlen(path.c_str()));
     std::size_t end = 0;
     do {
-        end = prefixEnd(directory, end);
-        std::string prefix = directory;
-        prefix.resize(end);
+        end = prefixEnd(path, end);
+        const char next = std::exchange(path[end], '\0');
         struct stat existing {
         };
-        if (stat(prefix.c_str(), &existing) != 0 &&
-            mkdir(prefix.c_str(), rootAccessOnly ? ROOT_ONLY_MODE : SHARED_MODE) != 0) {
+        if (stat(path.c_str(), &existing) != 0 &&
+            mkdir(path.c_str(), rootAccessOnly ? ROOT_ONLY_MODE : SHARED_MODE) != 0) {
             return -1;
         }
-    } while (end < directory.size());
+        path[end] = next;
+    } while (end < path.size());
     return 0;
 }
 
 bool Storage::makeDirectory(std::string const& path, bool rootAccessOnly)
-{
+try {
     // What follows the last '/' is taken for a file. A path that ends in '/' gets a file name to
     // lose, and so does an empty one: clients rely on "file.tmp" being made for it.
     const bool namesDirectory = path.empty() || path.back() == '/';
     return ::makeDir(namesDirectory ? path + "file.tmp" : path, rootAccessOnly) == 0;
+} catch (const std::bad_alloc&) {
+    return false;
 }
 
 bool Storage::makeDir(std::string const& path)

@@ -50,7 +50,7 @@ int notCompared(std::unique_ptr<Process>& compare, const char* format, const cha
 } // namespace
 
 bool Storage::copyFile_noEx(std::string const& source, std::string const& destination)
-{
+try {
     std::ifstream in;
     std::ofstream out;
     const ClosingBuffer closingIn(in.rdbuf());
@@ -75,6 +75,8 @@ bool Storage::copyFile_noEx(std::string const& source, std::string const& destin
         out.rdbuf()->pubsync();
         return true;
     });
+} catch (const std::bad_alloc&) {
+    return false;
 }
 
 bool Storage::mvFile(std::string const& source, std::string const& destination)
@@ -106,22 +108,27 @@ bool Storage::simpleCreateFile(char const* path, char const* content)
     std::ofstream file;
     const ClosingBuffer closing(file.rdbuf());
     const DestroyedIfCancelled whenCancelled(closing);
-    if (path != nullptr) {
-        cancellably([&] { file.open(path, std::ios_base::out | std::ios_base::binary); });
+    bool opened = false;
+    try {
+        opened = path != nullptr && cancellably([&] {
+                     file.open(path, std::ios_base::out | std::ios_base::binary);
+                     if (!file.is_open()) {
+                         return false;
+                     }
+                     if (content != nullptr) {
+                         file.write(content, static_cast<std::streamsize>(std::strlen(content)));
+                     }
+                     file.rdbuf()->pubsync();
+                     return true;
+                 });
+    } catch (const std::bad_alloc&) {
     }
-    if (!file.is_open()) {
+    if (!opened) {
         const ErrnoKept ofOpening;
         syslog(LOG_ERR, "createFile: file \"%s\" couldn't be opened\n",
                path == nullptr ? "(null)" : path);
-        return false;
     }
-    cancellably([&] {
-        if (content != nullptr) {
-            file.write(content, static_cast<std::streamsize>(std::strlen(content)));
-        }
-        file.rdbuf()->pubsync();
-    });
-    return true;
+    return opened;
 }
 
 // Cancellation comes as an exception without an object, which the sanitizer would take the first
