@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "fabricated_proc.h"
+#include "support/file_calls.h"
 #include "support/observed.h"
 #include "support/plain_thread.h"
 #include "support/private_mounts.h"
@@ -130,6 +131,23 @@ TEST(Watchdog, eachCommandReachesTheDriverAsOneWrite)
         const long before = writes.now();
         (watchdog.*command)();
         EXPECT_EQ(writes.now() - before, 1) << text;
+    }
+}
+
+TEST(Watchdog, eachCommandGoesThroughTheCLibrarysFunctionForTexts)
+{
+    GPAL_IN_PRIVATE_NAMESPACES();
+    const FabricatedProc proc;
+    proc.file("driver/ifx_wdt", "");
+    std::vector<std::string> written;
+    const support::Replacement puts(support::calls::fputs, [&](const char* text, std::FILE*) {
+        written.emplace_back(text);
+        return 0;
+    });
+    for (const auto& [text, command] : COMMANDS) {
+        written.clear();
+        (Watchdog().*command)();
+        EXPECT_THAT(written, ElementsAre(text));
     }
 }
 

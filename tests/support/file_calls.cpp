@@ -35,6 +35,7 @@ Replaceable<std::FILE*(const char*, const char*)> fopen(GPAL_OFFSET_NAME("fopen"
 Replaceable<int(std::FILE*)> fflush("fflush");
 Replaceable<int(int)> fsync("fsync");
 Replaceable<std::size_t(const void*, std::size_t, std::size_t, std::FILE*)> fwrite("fwrite");
+Replaceable<int(const char*, std::FILE*)> fputs("fputs");
 Replaceable<std::size_t(void*, std::size_t, std::size_t, std::FILE*)> fread("fread");
 Replaceable<int(std::FILE*)> fclose("fclose");
 Replaceable<int(const char*)> puts("puts");
@@ -141,6 +142,11 @@ int fsync(int descriptor)
 std::size_t fwrite(const void* data, std::size_t size, std::size_t count, std::FILE* stream)
 {
     return calls::fwrite(data, size, count, stream);
+}
+
+int fputs(const char* text, std::FILE* stream)
+{
+    return calls::fputs(text, stream);
 }
 
 std::size_t fread(void* buffer, std::size_t size, std::size_t count, std::FILE* stream)

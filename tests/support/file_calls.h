@@ -35,6 +35,7 @@ extern Replaceable<std::FILE*(const char*, const char*)> fopen;
 extern Replaceable<int(std::FILE*)> fflush;
 extern Replaceable<int(int)> fsync;
 extern Replaceable<std::size_t(const void*, std::size_t, std::size_t, std::FILE*)> fwrite;
+extern Replaceable<int(const char*, std::FILE*)> fputs;
 extern Replaceable<std::size_t(void*, std::size_t, std::size_t, std::FILE*)> fread;
 extern Replaceable<int(std::FILE*)> fclose;
 extern Replaceable<int(const char*)> puts;
