@@ -1,6 +1,7 @@
 #include <gpal/ProcessManager.h>
 
 #include <sys/resource.h>
+#include <utility>
 
 #include <gpal/Process.h>
 #include <gpal/ProcessTypeString.h>
@@ -76,9 +77,9 @@ ProcessManager::~ProcessManager() = default;
 int ProcessManager::addThread(Threadable& thread, int threadId)
 {
     const auto level = static_cast<GPALThreadPriority>(thread.getThreadPriorityForPlatform());
-    const std::string type = thread.type();
+    std::string type = thread.type();
     if (m_setter != nullptr) {
-        m_setter->requestThreadPriority(type, static_cast<unsigned long>(threadId),
+        m_setter->requestThreadPriority(std::move(type), static_cast<unsigned long>(threadId),
                                         calculatePriority(level));
     }
     return 1;
@@ -87,7 +88,7 @@ int ProcessManager::addThread(Threadable& thread, int threadId)
 int ProcessManager::addThread(int threadId, std::string name)
 {
     if (m_setter != nullptr) {
-        m_setter->setThreadPriority(name, static_cast<unsigned long>(threadId));
+        m_setter->setThreadPriority(std::move(name), static_cast<unsigned long>(threadId));
     }
     return 1;
 }

@@ -54,6 +54,34 @@ public:
     std::string m_name;
 };
 
+const std::string LONG_NAME = "a name that does not fit into a string by itself";
+
+/// Whether a function's thread of that name runs, with no memory from its first instruction on.
+bool runsWithoutMemory(const std::string& name)
+{
+    std::optional<FailingAllocations> memory;
+    bool struck = false;
+    bool ran = false;
+    const support::Replacement create(
+        support::calls::pthread_create, [&](pthread_t* thread, const pthread_attr_t* attributes,
+                                            void* (*body)(void*), void* argument) {
+            memory.emplace(0, FailingAllocations::OF_ALL_THREADS);
+            const int error =
+                support::calls::pthread_create.original(thread, attributes, body, argument);
+            pthread_join(*thread, nullptr);
+            struck = FailingAllocations::struck();
+            memory.reset();
+            return error;
+        });
+    unsigned long id = 0;
+    void* (*work)(void*) = [](void* ranTo) -> void* {
+        *static_cast<bool*>(ranTo) = true;
+        return nullptr;
+    };
+    Threader().spawn(&id, work, &ran, name, GPAL_THREAD_PRIORITY_NORMAL, 0);
+    return struck && ran;
+}
+
 std::string nameOf(const testing::TestParamInfo<support::Kind>& kind)
 {
     return kind.param == support::Kind::THREADABLE ? "Threadable" : "Function";
@@ -90,28 +118,16 @@ INSTANTIATE_TEST_SUITE_P(Kinds, ThreadWithoutMemory,
 
 TEST(NamedThreadWithoutMemory, isAnnouncedUnderItsWholeName)
 {
-    const std::string name = "a name that does not fit into a string by itself";
     auto* announced = new Announced;
     ProcessManagement::initialize(announced);
-    std::optional<FailingAllocations> memory;
-    bool struck = false;
-    const support::Replacement create(
-        support::calls::pthread_create, [&](pthread_t* thread, const pthread_attr_t* attributes,
-                                            void* (*body)(void*), void* argument) {
-            memory.emplace(0, FailingAllocations::OF_ALL_THREADS);
-            const int error =
-                support::calls::pthread_create.original(thread, attributes, body, argument);
-            pthread_join(*thread, nullptr);
-            struck = FailingAllocations::struck();
-            memory.reset();
-            return error;
-        });
-    unsigned long id = 0;
-    void* (*nothing)(void*) = [](void*) -> void* { return nullptr; };
-    Threader().spawn(&id, nothing, nullptr, name, GPAL_THREAD_PRIORITY_NORMAL, 0);
-    EXPECT_TRUE(struck);
-    EXPECT_EQ(announced->m_name, name);
+    EXPECT_TRUE(runsWithoutMemory(LONG_NAME));
+    EXPECT_EQ(announced->m_name, LONG_NAME);
     ProcessManagement::uninitialize();
+}
+
+TEST(NamedThreadWithoutMemory, isAnnouncedToTheLibrarysOwnManager)
+{
+    EXPECT_TRUE(runsWithoutMemory(LONG_NAME));
 }
 
 TEST(ExceptionWithoutMemory, isReportedUnderTheBodysMangledName)
