@@ -17,6 +17,7 @@
 
 #include "base/cancellation.h"
 #include "base/kernel_id.h"
+#include "cancelled.h"
 #include "threads/ThreadRegistry.h"
 
 namespace gpal::detail
@@ -112,13 +113,16 @@ void* functionThreadStart(void* block)
     delete static_cast<ThreadStartBlock*>(block);
     const int kernelId = ownKernelId();
     pthread_cleanup_push(threadExitCleanUp, &thread);
-    threadRegistry::add(thread, kernelId);
-    if (start.name.empty()) {
-        start.name = typeOfLevel(start.priority);
+    {
+        const DestroyedIfCancelled whenCancelled(start);
+        threadRegistry::add(thread, kernelId);
+        if (start.name.empty()) {
+            start.name = typeOfLevel(start.priority);
+        }
+        ProcessManagement::manager()->addThread(kernelId, announcedName(start.name));
+        Threader::setThreadPriority(start.priority, thread);
+        start.function(start.argument);
     }
-    ProcessManagement::manager()->addThread(kernelId, announcedName(start.name));
-    Threader::setThreadPriority(start.priority, thread);
-    start.function(start.argument);
     pthread_cleanup_pop(1);
     return nullptr;
 }

@@ -3,9 +3,11 @@
 
 #include <gmock/gmock.h>
 #include <pthread.h>
+#include <string>
 
 #include <gpal/Semaphore.h>
 
+#include "support/failing_allocations.h"
 #include "support/layer_threads.h"
 #include "support/observed.h"
 #include "support/plain_thread.h"
@@ -185,6 +187,23 @@ TEST_P(EndedThread, isProtectedNoLongerAfterOneEndOfProtection)
     requested = true;
     EXPECT_EQ(PTHREAD_CANCELED, thread.join());
     EXPECT_THAT(m_timeline.events(), testing::Not(Contains("past the end of protection")));
+}
+
+TEST(EndedNamedThread, byCancellationLeavesNothingOfItsName)
+{
+    const std::string name = "a name that does not fit into a string by itself";
+    void* (*work)(void*) = [](void*) -> void* { stayUntilCancelled(); };
+    const auto endOne = [&] {
+        unsigned long id = 0;
+        Threader threader;
+        threader.spawn(&id, work, nullptr, name, GPAL_THREAD_PRIORITY_NORMAL, 0);
+        EXPECT_TRUE(threader.destroy(id));
+        EXPECT_EQ(threader.waitForThreadCompletion(id), 0);
+    };
+    endOne();
+    const long before = support::blocksInUse();
+    endOne();
+    EXPECT_EQ(support::blocksInUse(), before);
 }
 
 TEST(ProtectionFromDestroy, goesOnWhenNobodyHasAskedForTheThreadsEnd)
