@@ -91,10 +91,11 @@ public:
     Process& operator=(const Process&) = delete;
 
     /// Sends SIGTERM to a child that is still there, also to one that ended and was not reaped;
-    /// tries at once, and only once, to reap it; and sleeps for two seconds. A child that ends
-    /// after that one try stays a zombie until the application reaps it; one that ignores SIGTERM
-    /// goes on running. One that SIGTERM cannot be sent to gets up to four seconds and then
-    /// SIGKILL. Does nothing for a never-started object or a child that is gone.
+    /// tries at once, and only once, to reap it; and sleeps for two seconds, or until a signal
+    /// handler runs: one for SIGCHLD does when the child ends. A child that ends after that one try
+    /// stays a zombie until the application reaps it; one that ignores SIGTERM goes on running. One
+    /// that SIGTERM cannot be sent to gets up to four seconds and then SIGKILL. Does nothing for a
+    /// never-started object or a child that is gone.
     ///
     /// Logs "Process (pid:%d) was not deleted correctly\n" at error severity when reaping fails,
     /// and also when it succeeds, unless errno is ECHILD: the line tells of no failure by itself.
