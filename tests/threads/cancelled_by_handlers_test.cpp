@@ -1,6 +1,7 @@
 // How the layer cleans up with a threads library that ends cancelled threads by their clean-up
 // handlers and without a destructor. There is none here, so this is one that does just that.
 #include <csetjmp>
+#include <csignal>
 #include <optional>
 #include <pthread.h>
 #include <stdexcept>
@@ -15,11 +16,14 @@ void _pthread_cleanup_pop(_pthread_cleanup_buffer* buffer, int execute) noexcept
 }
 
 #include "base/locked.h"
+#include "support/replaceable.h"
 
 using gpal::detail::cancellably;
 using gpal::detail::CleanUpHandler;
 using gpal::detail::DestroyedIfCancelled;
 using gpal::detail::locked;
+using gpal::detail::runCommand;
+using support::Replacement;
 
 namespace
 {
@@ -161,4 +165,18 @@ TEST_F(CancelledByHandlers, letsAThreadBeCancelledAnywhereInACallThatBlocksAndOn
     };
     EXPECT_EQ(cancellably(type), PTHREAD_CANCEL_ASYNCHRONOUS);
     EXPECT_EQ(type(), PTHREAD_CANCEL_DEFERRED);
+}
+
+TEST_F(CancelledByHandlers, leavesInterruptsAsTheyWereWhereACommandIsCancelled)
+{
+    const Replacement system(support::calls::system, [](const char*) -> int {
+        std::signal(SIGINT, SIG_IGN);
+        std::signal(SIGQUIT, SIG_IGN);
+        cancelHere();
+    });
+    const auto handler = [](int) {};
+    std::signal(SIGINT, handler);
+    untilCancelled([] { runCommand("true"); });
+    EXPECT_EQ(std::signal(SIGINT, SIG_DFL), static_cast<void (*)(int)>(handler));
+    EXPECT_EQ(std::signal(SIGQUIT, SIG_DFL), SIG_DFL);
 }
