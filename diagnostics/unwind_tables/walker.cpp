@@ -1,6 +1,7 @@
 #include "diagnostics/stack_walker.h"
 
 #include <algorithm>
+#include <sys/auxv.h>
 
 #include "diagnostics/unwind_tables/unwinder.h"
 #include "here.h"
@@ -15,6 +16,12 @@ namespace
 /// that call each other. Above a thread's start routine there are two.
 constexpr int ABOVE_MAIN = 3;
 constexpr int ABOVE_THREAD_START = 2;
+
+/// Where the C library is loaded.
+std::uintptr_t cLibrary()
+{
+    return loadedObjectAt(reinterpret_cast<std::uintptr_t>(&getauxval)).begin;
+}
 
 /// The frames found on a walk: those that the caller has room for, and a few beyond, by which the
 /// walk sees whether the end is near.
@@ -31,7 +38,7 @@ public:
         ++m_count;
     }
 
-    /// Takes away the outermost frames, which are the C library's; \p fromProgramEntry says where
+    /// Takes away the outermost frames that are the C library's; \p fromProgramEntry says where
     /// they come from.
     void removeBeyondEnd(bool fromProgramEntry);
 
@@ -55,6 +62,9 @@ private:
 void Frames::removeBeyondEnd(bool fromProgramEntry)
 {
     const std::uintptr_t outermost = objectOf(m_count - 1);
+    if (!fromProgramEntry && outermost != cLibrary()) {
+        return; // the client began this stack
+    }
     const int most = fromProgramEntry ? ABOVE_MAIN : ABOVE_THREAD_START;
     // The entry is the program's and the rest the C library's; a thread's frames are both its own.
     for (int removed = 0; removed < most && m_count > 1; ++removed) {

@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include "machine.h"
+#include "stacks.h"
 
 asm(".type beforeLeafWithoutTable, @function\n"
     "beforeLeafWithoutTable:\n\t"
@@ -31,6 +32,45 @@ asm(".globl neverReturns\n"
     ".cfi_endproc\n"
     ".size neverReturns, . - neverReturns\n\t"
     "ud2");
+
+// Runs a function on another stack, as clients do that switch stacks themselves. Where it starts,
+// its table says that there is no caller.
+asm(".globl runOnStack\n"
+    ".type runOnStack, @function\n"
+    "runOnStack:\n\t"
+    ".cfi_startproc\n\t"
+    ".cfi_undefined rip\n\t"
+    "pushq %rbp\n\t"
+    "movq %rsp, %rbp\n\t"
+    "movq %rsi, %rsp\n\t"
+    "call *%rdi\n\t"
+    "movq %rbp, %rsp\n\t"
+    "popq %rbp\n\t"
+    "ret\n\t"
+    ".cfi_endproc\n"
+    ".size runOnStack, . - runOnStack");
+
+extern "C" {
+
+void runOnStack(void (*function)(), void* top);
+
+void* framesOnAnotherStack[8];
+int countOnAnotherStack;
+
+__attribute__((noinline)) void startOfAnotherStack()
+{
+    countOnAnotherStack = get_backtrace(framesOnAnotherStack, 8);
+    asm volatile("");
+}
+}
+
+TEST(BacktraceX86, namesAllFunctionsOnAStackThatTheClientMade)
+{
+    alignas(16) static char stack[0x10000];
+    runOnStack(startOfAnotherStack, stack + sizeof stack);
+    EXPECT_EQ((Names{"get_backtrace", "startOfAnotherStack", "runOnStack"}),
+              namesOf(Stack(framesOnAnotherStack, framesOnAnotherStack + countOnAnotherStack)));
+}
 
 TEST(RegisterInfoX86, listsProgramCounterAndGeneralRegistersSixToALine)
 {
