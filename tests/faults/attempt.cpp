@@ -159,6 +159,7 @@ bool leaks(const Scenario& scenario, const Place& place, const Plan& plan)
         runOnce(scenario, place, plan);
         growing += blocksInUse() > before && call == outcome().call ? 1 : 0;
         lookForChildren();
+        temporaryFilesLeft(); // removes them
     }
     return growing == REPETITIONS;
 }
