@@ -8,6 +8,7 @@
 #include <sys/stat.h>
 #include <syslog.h>
 #include <unistd.h>
+#include <utility>
 
 #include "base/cancellation.h"
 #include "base/errno_kept.h"
@@ -206,12 +207,12 @@ bool unpackInto(const char* tar, std::string const& archive, const char* option,
 bool Storage::pack(std::string const& archive, bool checkExistence, std::list<std::string> files,
                    bool compress, bool skipLinks)
 {
-    return packInternal(archive, checkExistence, files, compress, skipLinks, false);
+    return packInternal(archive, checkExistence, std::move(files), compress, skipLinks, false);
 }
 
 bool Storage::packRelativeFiles(std::string const& archive, std::list<std::string> files)
 {
-    return packInternal(archive, false, files, true, false, true);
+    return packInternal(archive, false, std::move(files), true, false, true);
 }
 
 bool Storage::packInternal(std::string const& archive, bool checkExistence,
