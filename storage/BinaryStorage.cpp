@@ -16,25 +16,28 @@ using gpal::detail::ErrnoKept;
 namespace
 {
 
-ClosingFile openFile(const char* path, const char* mode)
+/// Opens a file. One that can't be opened is reported, if there are words for it, and errno is left
+/// as it is.
+ClosingFile openFile(const char* path, const char* mode, const char* whenNotOpened = nullptr)
 {
+    std::FILE* file = nullptr;
     if (path == nullptr) {
         errno = EFAULT;
-        return nullptr;
+    } else {
+        file = cancellably([=] { return std::fopen(path, mode); });
     }
-    return ClosingFile(cancellably([=] { return std::fopen(path, mode); }));
+    if (file == nullptr && whenNotOpened != nullptr) {
+        const ErrnoKept ofOpening;
+        std::puts(whenNotOpened);
+    }
+    return ClosingFile(file);
 }
 
-/// Says on the console what failed, and with which file where the message has a place for that, and
-/// leaves errno as it is.
-int failed(const char* message, const char* path = nullptr)
+/// Says on the console what failed, and leaves errno as it is.
+int failed(const char* message, const char* path)
 {
     const ErrnoKept ofTheFailure;
-    if (path == nullptr) {
-        std::puts(message);
-    } else {
-        std::printf(message, path, errno);
-    }
+    std::printf(message, path == nullptr ? "(null)" : path, errno);
     return 0;
 }
 
@@ -46,10 +49,10 @@ BinaryStorage::~BinaryStorage() = default;
 
 int BinaryStorage::store(char* path, char* data, unsigned int length)
 {
-    const ClosingFile file = openFile(path, "ab+");
+    const ClosingFile file = openFile(path, "ab+", "BinaryStorage:: cannot open file for writing");
     const DestroyedIfCancelled whenCancelled(file);
     if (file == nullptr) {
-        return failed("BinaryStorage:: cannot open file for writing");
+        return 0;
     }
     const bool written = data != nullptr && cancellably([&] {
                                                 return std::fwrite(data, 1, length, file.get());
@@ -65,10 +68,10 @@ int BinaryStorage::store(char* path, char* data, unsigned int length)
 
 int BinaryStorage::retrieve(char* path, char* buffer, unsigned int length)
 {
-    const ClosingFile file = openFile(path, "rb+");
+    const ClosingFile file = openFile(path, "rb+", "BinaryStorage:: cannot open file for reading");
     const DestroyedIfCancelled whenCancelled(file);
     if (file == nullptr) {
-        return failed("BinaryStorage:: cannot open file for reading");
+        return 0;
     }
     std::size_t size = 0;
     if (buffer != nullptr) {
@@ -87,6 +90,5 @@ int BinaryStorage::clear(char* path)
             return 1;
         }
     }
-    return failed("BinaryStorage:: cannot remove file %s, error :%d\n",
-                  path == nullptr ? "(null)" : path);
+    return failed("BinaryStorage:: cannot remove file %s, error :%d\n", path);
 }
