@@ -46,9 +46,10 @@ public:
 
 /// Everything of the layer that touches the file system. The static functions may be called from
 /// any thread at once; they share nothing but the environment, which they read anew on every call.
-/// None throws, unless said; after a failure errno is as the failing call set it. When memory runs
-/// out, those that copy, move, create, compare or delete files, or make directories, fail, and all
-/// others may throw. Relative paths start at the process's working directory.
+/// After a failure errno is as the failing call set it. None throws, unless said, or memory runs
+/// out. Those that copy, move, create, compare or delete files, or make directories, do not throw
+/// then either: they go on as if a file could not be opened, examined or listed. Relative paths
+/// start at the process's working directory.
 ///
 /// Those that copy, move, create or compare files, that rename them across file systems, and that
 /// pack or unpack are cancellation points, also while they are blocked in opening, reading or
