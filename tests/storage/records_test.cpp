@@ -224,6 +224,18 @@ TEST_F(Records, afterReadingAreWrittenAsTheWriteModeSays)
     EXPECT_EQ(contentOf(m_file), "new\n");
 }
 
+TEST_F(Records, areOpenedByTransfersOfNothingToo)
+{
+    EXPECT_EQ(writeBinary(""), 0);
+    EXPECT_TRUE(support::exists(m_file));
+    EXPECT_EQ(store("one"), 3);
+    EXPECT_EQ(readBinary(0), "");
+    EXPECT_EQ(m_records.m_shutdowns, 1);
+    EXPECT_EQ(contentOf(m_file), "one\n");
+    EXPECT_EQ(writeBinary(""), 0);
+    EXPECT_EQ(m_records.m_shutdowns, 2);
+}
+
 TEST_F(Records, areReadInAnyModeThatIsNotWriting)
 {
     m_directory.file("records", "one\n");
