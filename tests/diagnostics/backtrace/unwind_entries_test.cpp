@@ -121,7 +121,7 @@ TEST(UnwindEntries, areReadWithEveryEncodingOfFixedSize)
 TEST(UnwindEntries, areReadWithEveryAugmentationThatCompilersWrite)
 {
     EXPECT_TRUE(isFound(augmented("zR", {1, 0x1B})));
-    EXPECT_TRUE(isFound(augmented("zPLR", {7, 0x1B, 0, 0, 0, 0, 0x1B, 0x1B})));
+    EXPECT_TRUE(isFound(augmented("zPLR", {7, 0x1B, 0, 0, 0, 0, 0xFF, 0x1B})));
     EXPECT_TRUE(isFound(augmented("zPLR", {11, 0x00, 1, 2, 3, 4, 5, 6, 7, 8, 0x1B, 0x1B})));
     EXPECT_TRUE(entryOf(augmented("zRS", {1, 0x1B}))->common.isSignalTrampoline);
     EXPECT_FALSE(entryOf(augmented("zR", {1, 0x1B}))->common.isSignalTrampoline);
