@@ -70,6 +70,23 @@ private:
     std::function<void()> m_whileDumping;
 };
 
+/// A buffer of the client's own under `std::cout`, which is as it was afterwards.
+class ClientsBuffer
+{
+public:
+    explicit ClientsBuffer(std::streambuf& buffer) : m_output(std::cout.rdbuf(&buffer)) {}
+    ClientsBuffer(const ClientsBuffer&) = delete;
+    ClientsBuffer& operator=(const ClientsBuffer&) = delete;
+    ~ClientsBuffer()
+    {
+        std::cout.exceptions(std::ios_base::goodbit);
+        std::cout.rdbuf(m_output);
+    }
+
+private:
+    std::streambuf* m_output;
+};
+
 } // namespace
 
 TEST(SemaphoreDump, saysEverythingInItsOwnWords)
@@ -162,13 +179,11 @@ TEST(SemaphoreDump, isLostAndNothingElseWhereTheClientsStreamThrows)
     Semaphore semaphore(1, 1, false);
     struct Full : std::streambuf {
     } full;
-    std::streambuf* const output = std::cout.rdbuf(&full);
+    const ClientsBuffer buffer(full);
     std::cout.exceptions(std::ios_base::badbit | std::ios_base::failbit);
     EXPECT_NO_THROW(semaphore.displayInfo()) << "it fails";
     EXPECT_TRUE(std::cout.bad());
     EXPECT_NO_THROW(semaphore.displayInfo()) << "it has failed";
-    std::cout.exceptions(std::ios_base::goodbit);
-    std::cout.rdbuf(output);
 }
 
 TEST(SemaphoreDump, isLostAndNothingElseWhereTheClientsBufferThrowsWhatIsNoStandardException)
@@ -177,12 +192,10 @@ TEST(SemaphoreDump, isLostAndNothingElseWhereTheClientsBufferThrowsWhatIsNoStand
     struct Broken : std::streambuf {
         int_type overflow(int_type /*character*/) override { throw GPALException(); }
     } broken;
-    std::streambuf* const output = std::cout.rdbuf(&broken);
+    const ClientsBuffer buffer(broken);
     std::cout.exceptions(std::ios_base::badbit);
     EXPECT_NO_THROW(semaphore.displayInfo());
     EXPECT_TRUE(std::cout.bad());
-    std::cout.exceptions(std::ios_base::goodbit);
-    std::cout.rdbuf(output);
 }
 
 TEST(SemaphoreDump, endsWithTheThreadThatTheClientsBufferEnds)
@@ -191,9 +204,8 @@ TEST(SemaphoreDump, endsWithTheThreadThatTheClientsBufferEnds)
     struct Final : std::streambuf {
         int_type overflow(int_type /*character*/) override { pthread_exit(PTHREAD_CANCELED); }
     } final;
-    std::streambuf* const output = std::cout.rdbuf(&final);
+    const ClientsBuffer buffer(final);
     EXPECT_TRUE(support::PlainThread([&] { semaphore.displayInfo(); }).wasCancelled());
-    std::cout.rdbuf(output);
 }
 
 TEST(SemaphoreDump, isASnapshotThatDoesNotWaitForTheState)
